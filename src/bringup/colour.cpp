@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "bringup/colour_marker.h"
+#include "core/trace.h"
+#include "tavocameraimpl.h"
+
+// The marker's address is larger than the EEPROM; what is reached is its low byte, 232.
+constexpr unsigned kColourMarkerAddress = 1000;
+
+// A camera without a readable marker is monochrome; that is no failure.
+void TavoCameraImpl::checkColour() {
+    tavo::Colour colour;
+    std::array<std::uint8_t, tavo::kColourMarkerLength> marker{};
+    if (eepRead(kColourMarkerAddress, marker.data(), marker.size()))
+        colour = tavo::decodeColour(marker);
+    colourType = colour.type;
+    offsetX = colour.offsetX;
+    offsetY = colour.offsetY;
+    tavo::trace::inside("colour = %d, offsetX = %d, offsetY = %d", colourType, offsetX, offsetY);
+}

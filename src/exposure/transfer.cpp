@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// Fetching the image that a readout request left waiting.
+#include "core/clock.h"
+#include "core/families.h"
+#include "core/messages.h"
+#include "core/trace.h"
+#include "exposure/pixels.h"
+#include "tavocameraimpl.h"
+
+#include <vector>
+
+namespace message = tavo::message;
+namespace trace = tavo::trace;
+
+namespace {
+
+constexpr unsigned kBusyLine = 4;         // high while a HERON_CAMERA digitises
+constexpr long kBusyPause = 5000;         // microseconds
+constexpr unsigned kGlintEndpoint = 0x81; // frames come outside of the parallel link
+
+constexpr tavo::PerFamily<bool> kRestoresTimeout{
+    .basin = false, .ridge = true, .heron = true, .glint = false, .lumen = false};
+constexpr unsigned kUsualTimeout = 1000; // milliseconds
+
+unsigned char* asBytes(std::uint16_t* pixels) {
+    return reinterpret_cast<unsigned char*>(pixels);
+}
+
+} // namespace
+
+// Pixels arrive least significant byte first and are stored as they come.
+bool TavoCameraImpl::fetchPixels(std::span<std::uint16_t> output) {
+    const tavo::Stopwatch stopwatch;
+    const bool ok = parIn(asBytes(output.data()), 2 * static_cast<unsigned>(output.size()));
+    trace::inside("elapsed %g s", stopwatch.seconds());
+    return ok;
+}
+
+// The first two pixels that this family sends are not part of the image.
+bool TavoCameraImpl::fetchLumen(std::span<std::uint16_t> output) {
+    bool ok = false;
+    if (eightBitMode) {
+        const tavo::Stopwatch stopwatch;
+        ok = parIn(asBytes(output.data()), static_cast<unsigned>(output.size()));
+        tavo::widenBytes(output);
+        trace::inside("elapsed %g s", stopwatch.seconds());
+    } else {
+        ok = fetchPixels(output);
+    }
+    tavo::dropLeadingPixels(output);
+    return ok;
+}
+
+// Waits as long as the camera holds the line. A line that cannot be read is not held: a camera that
+// was unplugged must not keep its caller for ever.
+void TavoCameraImpl::awaitHeron() {
+    const auto busy = [this] {
+        unsigned state = 0;
+        return getIOState(kBusyLine, &state) && state == 1;
+    };
+    for (bool held = busy(); held;) {
+        held = busy();
+        tavo::sleepms(kBusyPause);
+    }
+}
+
+// The corrections run on a frame that did not arrive, too; so the staging array starts zeroed.
+bool TavoCameraImpl::fetchHeron(std::span<std::uint16_t> output) {
+    awaitHeron();
+    unsigned char dummy[2] = {};
+    if (!parIn(dummy, sizeof dummy)) {
+        trace::inside("failed to read dummy word");
+        return false;
+    }
+    const tavo::BinnedWindow window = readWindow();
+    const std::uint32_t bytes = (prechargeSubtraction ? 4 : 2) * window.framePixels();
+    if (prechargeSubtraction)
+        trace::inside("copying buffer with precharge substraction %d x %d to %d, %d - %d, %d",
+                      window.frameWidth, window.frameHeight, window.x, window.y, window.width,
+                      window.height);
+    std::vector<std::uint16_t> staging(bytes / 2);
+    const bool ok = parIn(asBytes(staging.data()), bytes);
+    if (prechargeSubtraction)
+        tavo::subtractPrecharge(staging, window, prechargeOffset, output);
+    else
+        tavo::copyWindow(staging, window, output);
+    return ok;
+}
+
+bool TavoCameraImpl::fetchGlint(std::span<std::uint16_t> output) {
+    const tavo::BinnedWindow window = readWindow();
+    std::vector<std::uint8_t> staging(window.framePixels());
+    const tavo::Stopwatch stopwatch;
+    const bool ok = bulkRead(kGlintEndpoint, static_cast<unsigned>(staging.size()), staging.data());
+    trace::inside("elapsed %g s", stopwatch.seconds());
+    if (ok)
+        tavo::expandHighBytes(staging, window, output);
+    return ok;
+}
+
+tavo::BinnedWindow TavoCameraImpl::readWindow() const {
+    return tavo::binnedWindow({readX, readY, readWidth, readHeight, readXBin, readYBin},
+                              pixelCountX, pixelCountY);
+}
+
+bool TavoCameraImpl::fetch(std::span<std::uint16_t> output) {
+    switch (type) {
+    case BASIN_CAMERA:
+    case RIDGE_CAMERA: return fetchPixels(output);
+    case HERON_CAMERA: return fetchHeron(output);
+    case GLINT_CAMERA: return fetchGlint(output);
+    case LUMEN_CAMERA: return fetchLumen(output);
+    }
+    return false;
+}
+
+void TavoCameraImpl::finishTransfer(bool ok) {
+    if (kRestoresTimeout.get(type, false) && !setParTimeout(kUsualTimeout))
+        trace::inside("set timeout 1000 failed");
+    unlock();
+    if (!ok)
+        refuse(message::kGetImageFailed);
+}
+
+bool TavoCameraImpl::getImage(unsigned short* buffer, unsigned size) {
+    trace::enter("TavoCameraImpl::getImage(..., %u)", size);
+    if (!readoutPending) {
+        trace::leave("TavoCameraImpl::getImage 00");
+        return refuse(message::kOutOfSequence);
+    }
+    readoutPending = false;
+    const std::span<std::uint16_t> output(buffer, size);
+    const auto finish = [&](bool ok) {
+        finishTransfer(ok);
+        trace::leave("TavoCameraImpl::getImage %d %s", ok,
+                     trace::dump(asBytes(buffer), output.size_bytes()));
+        return ok;
+    };
+    try {
+        return finish(fetch(output));
+    } catch (...) { // no memory for a frame: the caller learns, the camera stays usable
+        finish(false);
+        throw;
+    }
+}
