@@ -11,6 +11,7 @@
 #include "link/port_codec.h"
 #include "tavoccdusb.h"
 #include "thermal/cooler_codec.h"
+#include "thermal/sensor_codec.h"
 
 #include <atomic>
 #include <cstdint>
@@ -123,6 +124,7 @@ private:
     bool sendCommand(unsigned command, const unsigned char* argument, unsigned char* reply,
                      unsigned argumentLength, unsigned replyLength);
     bool sendCommand(unsigned command);
+    bool query(unsigned command, std::span<std::uint8_t> reply);
     bool sendCommand(unsigned command, unsigned short value);
     bool sendCommand(unsigned command, unsigned short value, unsigned char* reply,
                      unsigned replyLength);
@@ -257,12 +259,14 @@ private:
     float sensorToCelsius(std::int32_t raw);
     std::uint32_t celsiusToSensor(float celsius);
     bool readSensor(unsigned sensor, float* currentTemp);
-    bool readSensorBasin(unsigned sensor, float* currentTemp);
-    bool readSensorRidge(unsigned sensor, float* currentTemp);
+    using SensorDecoder = tavo::SensorReading (*)(const tavo::SensorReply&);
+    bool readSensorByValue(unsigned sensor, SensorDecoder decode, float* currentTemp);
     bool readSensorGlint(float* currentTemp);
     bool readSensorLumen(unsigned sensor, float* currentTemp);
     static void reportTemperature(float* currentTemp, float celsius);
     bool coolerControllable() const;
+    using CoolingDecoder = tavo::CoolingStatus (*)(const tavo::CoolingReply&);
+    bool queryCooling(unsigned length, CoolingDecoder decode, tavo::CoolingStatus* status);
     bool readCooling(tavo::CoolingStatus* status);
     void reportCooling(const tavo::CoolingStatus& status, COOLING_STATE* state, float* targetTemp,
                        float* power);
@@ -271,6 +275,8 @@ private:
     bool startWarmUp();
 
     // accessories
+    using WheelDecoder = tavo::WheelStatus (*)(const tavo::WheelReply&);
+    bool queryWheel(WheelDecoder decode, tavo::WheelStatus* status);
     bool readWheel(tavo::WheelStatus* status);
     bool sendFilter(unsigned position);
     bool setRelays(unsigned pattern);

@@ -34,18 +34,17 @@ void report(const tavo::WheelStatus& status, unsigned* filterCount, bool* moving
 
 } // namespace
 
-bool TavoCameraImpl::readWheel(tavo::WheelStatus* status) {
+bool TavoCameraImpl::queryWheel(WheelDecoder decode, tavo::WheelStatus* status) {
     tavo::WheelReply reply{};
-    bool ok = false;
+    const bool ok = query(kGetWheel, reply);
+    *status = decode(reply);
+    return ok;
+}
+
+bool TavoCameraImpl::readWheel(tavo::WheelStatus* status) {
     switch (type) {
-    case RIDGE_CAMERA:
-        ok = sendCommand(kGetWheel, nullptr, reply.data(), 0, reply.size());
-        *status = tavo::decodeRidgeWheel(reply);
-        return ok;
-    case LUMEN_CAMERA:
-        ok = sendCommand(kGetWheel, nullptr, reply.data(), 0, reply.size());
-        *status = tavo::decodeLumenWheel(reply);
-        return ok;
+    case RIDGE_CAMERA: return queryWheel(tavo::decodeRidgeWheel, status);
+    case LUMEN_CAMERA: return queryWheel(tavo::decodeLumenWheel, status);
     case BASIN_CAMERA:
     case HERON_CAMERA:
     case GLINT_CAMERA: break;

@@ -22,7 +22,7 @@ TavoCameraImpl::GainBlockRead TavoCameraImpl::readGainBlock(tavo::GainBlock* blo
     (*block)[0] = tavo::kGainBlockNotReady;
     unsigned tries = 0;
     while (!tavo::gainBlockReady(*block)) {
-        const bool ok = sendCommand(kReadBlock, nullptr, block->data(), 0, tavo::kGainBlockLength);
+        const bool ok = query(kReadBlock, *block);
         if (++tries > kMostTries)
             return GainBlockRead::noResponse;
         if (!ok)
@@ -37,7 +37,7 @@ bool TavoCameraImpl::awaitGainBlock(tavo::GainBlock* block) {
     bool armed = false;
     for (unsigned tries = 1; tries <= kMostTries + 1; ++tries) {
         (*block)[0] = tavo::kGainBlockNotReady;
-        sendCommand(kReadBlock, nullptr, block->data(), 0, tavo::kGainBlockLength);
+        query(kReadBlock, *block);
         tavo::sleepms(kTryPause);
         if (tries > kMostTries)
             return false;

@@ -33,11 +33,11 @@ bool TavoCameraImpl::readLines(std::uint16_t* lines) {
     bool ok = false;
     switch (type) {
     case RIDGE_CAMERA:
-        ok = sendCommand(kReadLines, nullptr, reply, 0, sizeof reply);
+        ok = query(kReadLines, reply);
         *lines = tavo::u16le(reply + 2);
         return ok;
     case LUMEN_CAMERA:
-        ok = sendCommand(kReadLines, nullptr, reply, 0, sizeof reply);
+        ok = query(kReadLines, reply);
         *lines = static_cast<std::uint16_t>(tavo::getInt16(reply, 2));
         return ok;
     case BASIN_CAMERA:

@@ -38,7 +38,7 @@ bool TavoCameraImpl::contactLumen(bool ok) {
 // hasShutter is left alone: the flag is traced, but these cameras work their shutters themselves.
 bool TavoCameraImpl::describeLumen() {
     std::array<std::uint8_t, tavo::kLumenDescriptionLength> bytes{};
-    if (!sendCommand(kDescriptionCommand, nullptr, bytes.data(), 0, bytes.size()))
+    if (!query(kDescriptionCommand, bytes))
         return false;
     const tavo::LumenDescription read = tavo::parseLumenDescription(bytes);
     versionMajor = read.versionMajor;
@@ -72,7 +72,7 @@ bool TavoCameraImpl::readVregClearTime(bool ok) {
     vregClearTime = kUsualVregClearTime;
     if (ok && versionMajor > 1) {
         unsigned char reply[2] = {};
-        ok = sendCommand(kVregClearTimeCommand, nullptr, reply, 0, sizeof reply);
+        ok = query(kVregClearTimeCommand, reply);
         if (ok)
             vregClearTime = std::int64_t{tavo::getInt16(reply, 0)} * 1000;
     }
@@ -83,7 +83,7 @@ bool TavoCameraImpl::readVregClearTime(bool ok) {
 // Stored even when the command failed, as is the serial number.
 bool TavoCameraImpl::readGPIOLineCount() {
     unsigned char reply[4] = {};
-    const bool ok = sendCommand(kGPIOCommand, nullptr, reply, 0, sizeof reply);
+    const bool ok = query(kGPIOCommand, reply);
     gpioLineCount = tavo::getInt16(reply, 0);
     trace::inside("GPIO line count: %d", gpioLineCount);
     return ok;
@@ -91,7 +91,7 @@ bool TavoCameraImpl::readGPIOLineCount() {
 
 bool TavoCameraImpl::readLumenSerial() {
     unsigned char reply[6] = {};
-    const bool ok = sendCommand(kSerialCommand, nullptr, reply, 0, sizeof reply);
+    const bool ok = query(kSerialCommand, reply);
     serialNumber = tavo::getInt16(reply, 4);
     trace::inside("serial # %010u", serialNumber);
     return ok;

@@ -35,7 +35,7 @@ const char* coolerName(COOLER_TYPE type) {
 // Reads one sensor for its side effect: the kind of sensor becomes known.
 bool TavoCameraImpl::learnTemperatureSensors(SensorCountDecoder decode) {
     tavo::SensorCountReply reply{};
-    if (!sendCommand(kSensorCountCommand, nullptr, reply.data(), 0, reply.size()))
+    if (!query(kSensorCountCommand, reply))
         return false;
     tempSensorCount = decode(reply);
     trace::inside("temperature sensor count: %d", tempSensorCount);
@@ -48,7 +48,7 @@ bool TavoCameraImpl::learnTemperatureSensors(SensorCountDecoder decode) {
 
 bool TavoCameraImpl::learnCooler(CoolerDecoder decode) {
     tavo::CoolerReply reply{};
-    if (!sendCommand(kCoolerCommand, nullptr, reply.data(), 0, reply.size()))
+    if (!query(kCoolerCommand, reply))
         return false;
     const tavo::CoolerProperties cooler = decode(reply);
     coolerType = cooler.type;

@@ -58,11 +58,11 @@ public:
 
     constexpr std::uint8_t u8() { return position < bytes.size() ? bytes[position++] : 0; }
     constexpr std::uint16_t u16le() {
-        const unsigned low = u8();
+        const std::uint8_t low = u8();
         return static_cast<std::uint16_t>(low | u8() << 8);
     }
     constexpr std::uint16_t u16be() {
-        const unsigned high = u8();
+        const std::uint8_t high = u8();
         return static_cast<std::uint16_t>(high << 8 | u8());
     }
 

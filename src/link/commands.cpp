@@ -108,6 +108,11 @@ bool TavoCameraImpl::sendCommand(unsigned command) {
     return sendCommand(command, nullptr, nullptr, 0, 0);
 }
 
+// No argument, and a reply.
+bool TavoCameraImpl::query(unsigned command, std::span<std::uint8_t> reply) {
+    return sendCommand(command, nullptr, reply.data(), 0, static_cast<unsigned>(reply.size()));
+}
+
 bool TavoCameraImpl::sendCommand(unsigned command, unsigned short value) {
     const auto encode = [&] {
         switch (type) {

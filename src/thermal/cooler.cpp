@@ -25,25 +25,22 @@ const char* stateName(COOLING_STATE state) {
 
 } // namespace
 
-bool TavoCameraImpl::readCooling(tavo::CoolingStatus* status) {
+bool TavoCameraImpl::queryCooling(unsigned length, CoolingDecoder decode,
+                                  tavo::CoolingStatus* status) {
     tavo::CoolingReply reply{};
-    const auto ask = [&](unsigned length) {
-        return sendCommand(kGetCooling, nullptr, reply.data(), 0, length);
-    };
-    bool ok = false;
+    const bool ok = query(kGetCooling, std::span(reply).first(length));
+    *status = decode(reply);
+    return ok;
+}
+
+bool TavoCameraImpl::readCooling(tavo::CoolingStatus* status) {
     switch (type) {
     case BASIN_CAMERA:
-        ok = ask(tavo::kCoolingReplyLength);
-        *status = tavo::decodeBasinCooling(reply);
-        return ok;
+        return queryCooling(tavo::kCoolingReplyLength, tavo::decodeBasinCooling, status);
     case RIDGE_CAMERA:
-        ok = ask(tavo::kRidgeCoolingReplyLength);
-        *status = tavo::decodeRidgeCooling(reply);
-        return ok;
+        return queryCooling(tavo::kRidgeCoolingReplyLength, tavo::decodeRidgeCooling, status);
     case LUMEN_CAMERA:
-        ok = ask(tavo::kCoolingReplyLength);
-        *status = tavo::decodeLumenCooling(reply);
-        return ok;
+        return queryCooling(tavo::kCoolingReplyLength, tavo::decodeLumenCooling, status);
     case HERON_CAMERA:
     case GLINT_CAMERA: break;
     }

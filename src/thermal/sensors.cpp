@@ -17,22 +17,11 @@ void TavoCameraImpl::reportTemperature(float* currentTemp, float celsius) {
     trace::inside("current temperature: %4.1f", double{celsius});
 }
 
-bool TavoCameraImpl::readSensorBasin(unsigned sensor, float* currentTemp) {
+bool TavoCameraImpl::readSensorByValue(unsigned sensor, SensorDecoder decode, float* currentTemp) {
     tavo::SensorReply reply{};
     if (!sendCommand(kReadSensor, static_cast<unsigned short>(sensor), reply.data(), reply.size()))
         return false;
-    const tavo::SensorReading reading = tavo::decodeBasinSensor(reply);
-    tempSensorType = reading.type;
-    if (currentTemp)
-        reportTemperature(currentTemp, sensorToCelsius(reading.raw));
-    return true;
-}
-
-bool TavoCameraImpl::readSensorRidge(unsigned sensor, float* currentTemp) {
-    tavo::SensorReply reply{};
-    if (!sendCommand(kReadSensor, static_cast<unsigned short>(sensor), reply.data(), reply.size()))
-        return false;
-    const tavo::SensorReading reading = tavo::decodeRidgeSensor(reply);
+    const tavo::SensorReading reading = decode(reply);
     tempSensorType = reading.type;
     if (currentTemp)
         reportTemperature(currentTemp, sensorToCelsius(reading.raw));
@@ -63,8 +52,8 @@ bool TavoCameraImpl::readSensorGlint(float* currentTemp) {
 
 bool TavoCameraImpl::readSensor(unsigned sensor, float* currentTemp) {
     switch (type) {
-    case BASIN_CAMERA: return readSensorBasin(sensor, currentTemp);
-    case RIDGE_CAMERA: return readSensorRidge(sensor, currentTemp);
+    case BASIN_CAMERA: return readSensorByValue(sensor, tavo::decodeBasinSensor, currentTemp);
+    case RIDGE_CAMERA: return readSensorByValue(sensor, tavo::decodeRidgeSensor, currentTemp);
     case GLINT_CAMERA: return readSensorGlint(currentTemp);
     case LUMEN_CAMERA: return readSensorLumen(sensor, currentTemp);
     case HERON_CAMERA: break;
