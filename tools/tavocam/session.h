@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef TAVOCAM_SESSION_H
+#define TAVOCAM_SESSION_H
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "environment.h"
+
+namespace tavocam {
+
+// An open camera, closed when the session ends.
+class Session {
+public:
+    // Opens one of the listed cameras: the only one, or the one that `choice` tells by its index,
+    // its name or its serial number. Throws Failure.
+    Session(Environment& environment, const std::optional<std::string>& choice);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    TavoCamera& camera() { return *opened; }
+    CAMERA_TYPE type() const { return family; }
+    const TavoCapabilities& capabilities() const { return record; }
+
+private:
+    std::unique_ptr<TavoCamera> opened;
+    CAMERA_TYPE family{};
+    TavoCapabilities record{};
+};
+
+// Every camera that is plugged in, ready to be opened; throws Failure when there is none.
+Cameras listedCameras(Environment& environment);
+
+// The camera's last error in a form that fits into a sentence.
+std::string lastError(TavoCamera& camera);
+
+} // namespace tavocam
+
+#endif
