@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// The virtual cameras that can be plugged in, by name.
+#pragma once
+
+#include "../controller/journal.h"
+#include "../usb/device.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tavo::virtualcamera {
+
+struct ModelInfo {
+    std::string key;
+    std::string name;
+    std::uint16_t productId;
+    std::string summary;
+};
+
+const std::vector<ModelInfo>& models();
+
+// Makes a camera of the model `key`. `speed` (0.001 to 100000) is how many times faster than the
+// wall its time runs; `log`, when set, is told in words what the camera does. Options, all of them
+// optional:
+//   serial=N          serial number
+//   seed=N            another sky, other hot pixels, other noise
+//   ambient=C         degrees Celsius around the camera, -40 to 50
+//   shutter=0|1       mechanical shutter
+//   wheel=N           positions of the filter wheel, 0 to 10 (0: none)
+//   cooler=none|always|onoff|power|setpoint
+//   guide=0|1         guide port
+//   colour=0|1|2|3    colour sensor with its first red pixel at (0,0), (0,1), (1,0) or (1,1)
+// Throws std::invalid_argument with a text for the user.
+std::unique_ptr<virtualusb::Device> makeCamera(const std::string& key,
+                                               const std::map<std::string, std::string>& options,
+                                               double speed, Log log);
+
+} // namespace tavo::virtualcamera

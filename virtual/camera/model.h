@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// The data that make one camera model differ from another of its family.
+#pragma once
+
+#include "../sky/sensor.h"
+#include "cooler.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace tavo::virtualcamera {
+
+// Which firmware a camera runs.
+enum class Family { ridge };
+
+struct Model {
+    Family family;
+    std::string key;
+    std::string name;
+    std::string summary;
+    std::uint16_t productId;
+    std::uint8_t versionMajor = 1;
+    std::uint8_t versionMinor = 0;
+    Sensor sensor;
+    // What the camera's own description says, which is not always true.
+    unsigned describedWidth;
+    unsigned describedHeight;
+    unsigned wellCapacity; // electrons
+    unsigned maxBin = 4;
+    double pixelsPerSecond; // of the digitiser
+    bool hasShutter = true;
+    bool hasGuidePort = true;
+    unsigned filterCount = 0;
+    CoolerKind cooler = CoolerKind::setPoint;
+    double greatestDrop = 45.0;   // degrees below ambient
+    unsigned minCoolerPower = 10; // raw units
+    unsigned maxCoolerPower = 210;
+    double ambient = 20.0; // degrees Celsius
+    std::uint32_t serial = 1;
+    std::uint64_t seed = 1;
+    std::optional<unsigned> colourPhase = {}; // 0 to 3, by the place of the first red pixel
+};
+
+std::span<const Model> modelTable();
+
+// Makes a model a colour one whose first red pixel lies at column phase / 2 and row phase % 2.
+void makeColour(Model& model, unsigned phase);
+
+} // namespace tavo::virtualcamera

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// The commands of the Ridge firmware that lead from an empty sensor to an image in the FIFO.
+#include "ridge.h"
+
+#include "../controller/bytes.h"
+
+#include <utility>
+
+namespace tavo::virtualcamera {
+
+namespace {
+
+constexpr unsigned kCodeInMicroseconds = 0x0400;
+constexpr unsigned kPreview = 0x0100;
+constexpr unsigned kDark = 0x1000;
+
+constexpr Microseconds kReadoutLatency = 2 * kMillisecond;
+constexpr double kPreviewSpeed = 2.0;
+constexpr double kPreviewNoise = 2.0;
+
+} // namespace
+
+struct RidgeFirmware::Readout {
+    unsigned code; // 0: the host times the exposure
+    Window window;
+    unsigned flags;
+
+    bool timed() const { return code != 0; }
+    bool preview() const { return (flags & kPreview) != 0; }
+    bool dark() const { return (flags & kDark) != 0; }
+    double seconds() const {
+        return code * ((flags & kCodeInMicroseconds) != 0 ? 0.000001 : 0.001);
+    }
+};
+
+void RidgeFirmware::exposureControl(Arguments arguments) {
+    const unsigned value = u16le(arguments, 0);
+    if (value == 0) {
+        journal("command 2 exposure control: prepare");
+        instrument.dropExposure();
+        exposed.reset();
+        stage = Stage::prepared;
+    } else if (value == 1) {
+        finishExposure();
+    } else {
+        journal("command 2 exposure control: value ", value, " means nothing, ignored");
+    }
+}
+
+void RidgeFirmware::finishExposure() {
+    if (stage != Stage::exposing) {
+        journal("command 2 exposure control: end, but nothing is being exposed, ignored");
+        return;
+    }
+    journal("command 2 exposure control: end after ", instrument.exposedSeconds(), " s");
+    exposed = instrument.finishExposure();
+    stage = Stage::exposed;
+}
+
+// An image that no one has fetched goes with the charge, or the next one would come after it.
+void RidgeFirmware::clearSensor(Arguments) {
+    if (stage != Stage::prepared) {
+        journal("command 4 clear the sensor: not prepared, ignored");
+        return;
+    }
+    journal("command 4 clear the sensor");
+    fifo.clear();
+    stage = Stage::cleared;
+}
+
+void RidgeFirmware::startExposure(Arguments) {
+    if (stage != Stage::cleared) {
+        journal("command 5 start the exposure: the sensor is not cleared, ignored");
+        return;
+    }
+    journal("command 5 start the exposure, shutter ", !instrument.hasShutter()   ? "absent"
+                                                      : instrument.shutterOpen() ? "open"
+                                                                                 : "closed");
+    instrument.startExposure();
+    stage = Stage::exposing;
+}
+
+void RidgeFirmware::setShutter(Arguments arguments) {
+    const unsigned value = u16le(arguments, 0);
+    if (!instrument.hasShutter() || value > 1) {
+        journal("command 9 shutter: ", value, instrument.hasShutter() ? " means nothing" : "",
+                instrument.hasShutter() ? "" : " but there is no shutter", ", ignored");
+        return;
+    }
+    journal("command 9 shutter: ", value == 1 ? "open" : "close");
+    instrument.setShutter(value == 1);
+}
+
+bool RidgeFirmware::acceptable(const Readout& readout) const {
+    const Window& window = readout.window;
+    const auto binFits = [this](unsigned bin) { return bin >= 1 && bin <= model.maxBin; };
+    const char* problem = nullptr;
+    if (!binFits(window.binX) || !binFits(window.binY))
+        problem = "the binning is not offered";
+    else if (window.columns() == 0 || window.rows() == 0)
+        problem = "the window is empty";
+    else if (readout.timed() ? stage != Stage::exposing : stage != Stage::exposed)
+        problem = readout.timed() ? "the sensor has not been prepared" : "nothing has been exposed";
+    if (problem)
+        journal("camera: no data, ", problem);
+    return problem == nullptr;
+}
+
+// REQUIRES: the request is acceptable.
+std::optional<Exposure> RidgeFirmware::takeExposure(const Readout& readout) {
+    stage = Stage::idle;
+    if (!readout.timed())
+        return std::exchange(exposed, std::nullopt);
+    // The camera works its shutter by itself and leaves it closed.
+    if (instrument.hasShutter())
+        instrument.setShutter(false);
+    return instrument.timedExposure(readout.seconds(), !instrument.hasShutter() || !readout.dark());
+}
+
+void RidgeFirmware::readOut(Arguments arguments) {
+    const Readout readout{.code = u16le(arguments, 0),
+                          .window = {.x = u16le(arguments, 6),
+                                     .y = u16le(arguments, 8),
+                                     .width = u16le(arguments, 10),
+                                     .height = u16le(arguments, 12),
+                                     .binX = u16le(arguments, 2),
+                                     .binY = u16le(arguments, 4)},
+                          .flags = u16le(arguments, 14)};
+    const Window& window = readout.window;
+    journal("command 6 read out: code ", readout.code,
+            !readout.timed()                             ? ""
+            : (readout.flags & kCodeInMicroseconds) != 0 ? " us"
+                                                         : " ms",
+            ", bin ", window.binX, "x", window.binY, ", window ", window.x, ",", window.y, " ",
+            window.width, "x", window.height, readout.preview() ? ", preview" : "",
+            readout.dark() ? ", dark" : "", ", flags ", hex(readout.flags, 4));
+    if (!acceptable(readout))
+        return;
+    auto exposure = takeExposure(readout);
+    if (!exposure)
+        return;
+    if (readout.preview())
+        exposure->readNoiseFactor = kPreviewNoise;
+    const double pace = model.pixelsPerSecond * (readout.preview() ? kPreviewSpeed : 1.0);
+    const auto start = clock.now() + kReadoutLatency +
+                       static_cast<Microseconds>(readout.seconds() * double{kSecond});
+    journal("camera: image of ", window.columns(), "x", window.rows(), " pixels on its way");
+    constexpr double kBytesPerPixel = 2.0;
+    fifo.stream(instrument.readOut(*exposure, window, Instrument::ByteOrder::littleEndian), start,
+                double{kSecond} / (pace * kBytesPerPixel));
+}
+
+} // namespace tavo::virtualcamera

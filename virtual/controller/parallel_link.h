@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// The parallel bus between the USB controller and the camera's electronics, driven by the
+// controller's interface engine. It moves nothing until the table that fits the camera is loaded.
+#pragma once
+
+#include "../usb/device.h"
+#include "clock.h"
+#include "fifo.h"
+#include "journal.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace tavo::virtualcamera {
+
+// What listens at the far end of the link.
+class LinkTarget {
+public:
+    virtual ~LinkTarget() = default;
+    virtual void receive(std::span<const std::uint8_t> bytes) = 0;
+    // The controller was reset: what was on its way is lost.
+    virtual void linkReset() = 0;
+};
+
+class ParallelLink {
+public:
+    // `requiredTable` is static data.
+    ParallelLink(const Clock& clock, Fifo& fifo, LinkTarget& target, Journal journal,
+                 std::span<const std::uint8_t> requiredTable);
+
+    void reset();
+    void loadTable(std::span<const std::uint8_t> table);
+    bool ready() const { return tableFits; }
+    void setTimeout(std::uint32_t milliseconds) { timeout = milliseconds * kMillisecond; }
+
+    // Starts a read of `length` bytes and one closing byte, if the link works at all. A read that
+    // was still under way is abandoned; nothing has been taken from the FIFO on its behalf.
+    void armRead(std::uint32_t length);
+    // All of what is asked for, or, when the link's time-out has passed, what there is.
+    virtualusb::Reply read(std::uint32_t limit);
+
+    // False when there is no room.
+    bool queue(std::span<const std::uint8_t> bytes);
+    // Sends what is queued. False when the link has no table for it.
+    bool commit();
+
+    // When a read that found nothing is worth another try.
+    std::optional<Microseconds> wakeAt() const;
+
+private:
+    struct ArmedRead {
+        Microseconds since;
+        std::uint32_t left;                   // without the closing byte
+        std::optional<std::uint32_t> awaited; // by a read that found too little
+    };
+
+    Microseconds deadline(Microseconds now) const;
+    virtualusb::Reply deliver(std::uint32_t count, bool closing);
+    virtualusb::Reply giveUp(std::uint64_t available);
+
+    const Clock& clock;
+    Fifo& fifo;
+    LinkTarget& target;
+    Journal journal;
+    std::span<const std::uint8_t> requiredTable;
+    bool tableFits = false;
+    Microseconds timeout = 0;
+    std::optional<ArmedRead> armed; // only while the table fits
+    std::vector<std::uint8_t> outgoing;
+};
+
+} // namespace tavo::virtualcamera

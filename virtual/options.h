@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// The command line of tavo-virtual.
+#pragma once
+
+#include <map>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace tavo::virtualcamera {
+
+struct CameraRequest {
+    std::string text; // as it was given
+    std::string model;
+    std::map<std::string, std::string> options;
+};
+
+struct Options {
+    std::vector<CameraRequest> cameras;
+    bool log = false;
+    bool listModels = false;
+    double speed = 1.0;
+    std::vector<std::string> command;
+};
+
+// What the command line has settled already, a call for help or a mistake.
+struct Exit {
+    int status = 0;
+};
+
+// The status of failures that are not the command's, as env(1) and timeout(1) have it.
+inline constexpr int kOwnFailure = 125;
+
+// "ridge-e,serial=7,shutter=no". Throws std::invalid_argument with a text for the user.
+CameraRequest parseCamera(const std::string& text);
+
+// Throws std::invalid_argument with a text for the user.
+std::variant<Options, Exit> parseCommandLine(int argc, const char* const* argv);
+
+} // namespace tavo::virtualcamera

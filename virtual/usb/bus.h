@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+//
+// A virtual USB bus: a umockdev testbed with a root hub and the devices plugged into it. Programs
+// that run in its environment see these through an unmodified libusb, and no other USB device.
+#pragma once
+
+#include "device.h"
+#include "object_ref.h"
+
+#include <umockdev.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tavo::virtualusb {
+
+class UsbfsNode;
+
+class Bus {
+public:
+    // Makes the testbed's directory under the system's place for temporary files and names it in
+    // this process's environment as UMOCKDEV_DIR. One bus at a time. Throws std::runtime_error.
+    Bus();
+    // Deletes the devices and the directory. Programs that still have a device open abort at
+    // their next use of it.
+    ~Bus();
+    Bus(const Bus&) = delete;
+    Bus& operator=(const Bus&) = delete;
+
+    // Plugs a device into the next free port and returns its device number, 2 for the first. Throws
+    // std::invalid_argument for malformed descriptors, std::runtime_error when the bus is full.
+    unsigned plug(std::unique_ptr<Device> device);
+
+    // Where the testbed is.
+    std::string directory() const;
+
+    // The environment of this process with what a child needs to live on this bus.
+    std::vector<std::string> environment() const;
+
+private:
+    void describe(const std::string& description);
+
+    ObjectRef<UMockdevTestbed> testbed;
+    std::vector<std::shared_ptr<UsbfsNode>> nodes;
+};
+
+} // namespace tavo::virtualusb
