@@ -115,8 +115,9 @@ public:
     virtual const char* getName() = 0;
 
     // Opens the camera: claims its USB interface, loads its firmware, reads its description. Takes
-    // seconds; true at once when the camera is already open. A BASIN_CAMERA that does not answer
-    // is tried again every 5 s without end. Takes no lock, but a failed open frees it.
+    // seconds; true at once when the camera is already open. A BASIN_CAMERA that cannot be claimed
+    // or does not answer is tried again every 5 s without end. A failed open frees the camera's
+    // lock. It must be free before: reading the sensors and the filter wheel takes and frees it.
     // Errors: "Failed to open device" (often: no permission on the device node, or unplugged),
     // "Failed to initialize device".
     virtual bool open() = 0;
@@ -151,8 +152,8 @@ public:
     virtual bool getCapabilities(const char** name, CAMERA_TYPE* type,
                                  TavoCapabilities* capabilities) = 0;
 
-    // Reads temperature sensor number `sensor` (0 to tempSensorCount inclusive; sensor 1 is the
-    // cooled chip's) into *currentTemp, degrees Celsius; null reads without reporting.
+    // Reads temperature sensor number `sensor` (0 to tempSensorCount inclusive; what each
+    // measures is the camera's) into *currentTemp, degrees Celsius; null reads without reporting.
     // Served by every family but HERON_CAMERA. A BASIN or RIDGE camera that does not name its kind
     // of sensor ends the process with an assertion line when a temperature is asked for.
     // Errors: "Invalid parameter", "Failed to read temperature sensor status".
@@ -168,8 +169,9 @@ public:
     virtual bool getCoolingStatus(COOLING_STATE* state, float* targetTemp, float* power) = 0;
 
     // Starts cooling. `target` is degrees Celsius for COOLER_SETPOINT, a power level in the
-    // camera's units (0 to 255) for COOLER_SELECTPOWER, and ignored for COOLER_ONOFF. Families and
-    // sensor kind as in getCoolingStatus.
+    // camera's units (0 to 255) for COOLER_SELECTPOWER, and ignored for COOLER_ONOFF; a
+    // LUMEN_CAMERA takes degrees Celsius whatever its cooler. Families as in getCoolingStatus; for
+    // degrees the kind of temperature sensor must be known, as there.
     // Errors: "Unsupported operation", "Failed to set temperature".
     virtual bool setCooling(float target) = 0;
 
@@ -204,7 +206,8 @@ public:
     // Errors: "Failed to start exposure".
     virtual bool startExposure(bool startOption) = 0;
 
-    // Forgets a running exposure or a requested readout, and closes the shutter of a RIDGE_CAMERA.
+    // Forgets a running exposure or a requested readout, and closes the shutter of a RIDGE_CAMERA
+    // that has one.
     // Must not be called between readCCD and getImage by the thread that will call getImage.
     // A shutter that does not close is reported by false alone, without a text.
     // Errors: "Unsupported operation".
@@ -220,8 +223,9 @@ public:
                          unsigned binY) = 0;
 
     // Takes a short exposure of `seconds` (minShortExposure to maxShortExposure), timed by the
-    // camera, of a window as above; needs no startExposure. Returns when the exposure is over. On
-    // success the lock stays held until getImage. A GLINT_CAMERA refuses unequal binning factors
+    // camera, of a window as above; needs no startExposure. Returns when the exposure is over (of
+    // a GLINT_CAMERA at once: getImage waits instead). On success the lock stays held until
+    // getImage. A GLINT_CAMERA refuses unequal binning factors
     // and exposures longer than 0.532782 s without leaving a text.
     // Errors: "Invalid parameter", "Failed to read CCD".
     virtual bool readCCD(unsigned x, unsigned y, unsigned width, unsigned height, unsigned binX,
@@ -231,11 +235,13 @@ public:
     // by row without gaps, and frees the camera's lock on every path. `size` counts pixels:
     // imageWidth(width, binX) * imageHeight(height, binY). The caller owns the buffer, which must
     // not be null. GLINT pixels are 0 to 65280 in steps of 256; LUMEN pixels in 8-bit mode are 0
-    // to 255. The first two pixels that a LUMEN_CAMERA sends are dropped, so the last two of its
-    // buffer hold no image. HERON and GLINT cameras send whole frames and need memory for one; if
-    // there is none std::bad_alloc is thrown, with the lock free and the readout forgotten.
-    // Errors: "Operation out of sequence" (no readout was requested; the lock is not touched),
-    // "Failed to get image" (the buffer then holds what had arrived).
+    // to 255. A HERON_CAMERA that does not take two samples a pixel lays row n at position n times
+    // the window's binned height: without gaps only in square windows. The first two pixels that a
+    // LUMEN_CAMERA sends are dropped, so the last two of its buffer hold no image. HERON and GLINT
+    // cameras send whole frames and need memory for one; if there is none std::bad_alloc is thrown,
+    // with the lock free and the readout forgotten. Errors: "Operation out of sequence" (no readout
+    // was requested; the lock is not touched), "Failed to get image" (the buffer then holds what
+    // had arrived).
     virtual bool getImage(unsigned short* buffer, unsigned size) = 0;
 
     // Opens or closes the mechanical shutter. RIDGE cameras with a shutter.
@@ -301,13 +307,14 @@ TAVO_API void TavoCamera_destroy(TavoCamera* camera);
 extern TAVO_API unsigned char TavoDebug;
 extern TAVO_API unsigned char TavoDebugOn;
 
-// Timeout of bulk transfers in milliseconds, default 30000, read when a camera object is made.
+// Timeout of bulk transfers in milliseconds, default 30000, read when a camera object is made and
+// each time a camera other than a GLINT_CAMERA is opened.
 extern TAVO_API int TavoHostBulkTimeout;
 
 // The image loaded into a camera's microcontroller, defined by the application and not by this
 // library: records of a length byte, an address (low byte first) and that many bytes, ended by a
 // record of length 0. When the application defines none, the image that the library was built
 // with serves, or an empty one.
-extern const unsigned char FIRMWARE[];
+extern TAVO_API const unsigned char FIRMWARE[];
 
 #endif

@@ -79,7 +79,7 @@ private:
     friend class tavo::CameraPeer;
 
     // core
-    std::int64_t* parameter(PARAM_TYPE param, const char** label);
+    std::atomic<std::int64_t>* parameter(PARAM_TYPE param, const char** label);
     void lock();
     void unlock();
     bool refuse(const char* reason) {
@@ -184,7 +184,7 @@ private:
     bool describeRidge(unsigned productId);
     bool describeHeron();
     bool describeLumen();
-    void initializeGlint();
+    void setGlintFeatures();
     void identifyGlint();
     bool readVregClearTime(bool ok);
     bool readGPIOLineCount();
@@ -326,9 +326,10 @@ private:
     std::uint32_t readXBin = 0, readYBin = 0;
     std::uint16_t guideRelayState = 0;
 
-    std::int64_t quickerStartExposureDelay = 200000; // microseconds
-    std::int64_t quickerReadCCDDelay = 100000;       // microseconds
-    std::int64_t maxPacketSize = 0x1800000;          // bytes
+    // Set without the lock.
+    std::atomic<std::int64_t> quickerStartExposureDelay{200000}; // microseconds
+    std::atomic<std::int64_t> quickerReadCCDDelay{100000};       // microseconds
+    std::atomic<std::int64_t> maxPacketSize{0x1800000};          // bytes
 
     libusb_device_handle* handle = nullptr; // null: not opened
     std::uint32_t bulkTimeout;              // milliseconds

@@ -35,7 +35,7 @@ TavoCameraImpl::GainBlockRead TavoCameraImpl::readGainBlock(tavo::GainBlock* blo
 // neither do failed commands.
 bool TavoCameraImpl::awaitGainBlock(tavo::GainBlock* block) {
     bool armed = false;
-    for (unsigned tries = 1; tries <= kMostTries + 1; ++tries) {
+    for (unsigned tries = 1;; ++tries) {
         (*block)[0] = tavo::kGainBlockNotReady;
         query(kReadBlock, *block);
         tavo::sleepms(kTryPause);
@@ -47,7 +47,6 @@ bool TavoCameraImpl::awaitGainBlock(tavo::GainBlock* block) {
             return true;
         armed = true;
     }
-    return false;
 }
 
 bool TavoCameraImpl::getGain(int* gain, int* offset) {

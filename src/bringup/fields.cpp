@@ -43,10 +43,11 @@ bool TavoCameraImpl::readFlags(unsigned traced, unsigned* flags) {
 
 bool TavoCameraImpl::readPixelCounts(PixelCountRule rule) {
     pixelCountX = pixelCountY = 0;
-    if (!getData(&pixelCountX) || !getData(&pixelCountY))
-        return false;
-    pixelCountX -= rule.excess;
-    pixelCountY -= rule.excess;
+    for (std::uint32_t* count : {&pixelCountX, &pixelCountY}) {
+        if (!getData(count))
+            return false;
+        *count -= rule.excess;
+    }
     if (rule.instead.x != 0) {
         pixelCountX = rule.instead.x;
         pixelCountY = rule.instead.y;

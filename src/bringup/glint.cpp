@@ -12,9 +12,7 @@ constexpr long kInitializePause = 1000; // microseconds
 constexpr std::uint32_t kUpTimeMask = 0xEFFFFFFF;
 } // namespace
 
-void TavoCameraImpl::initializeGlint() {
-    writeRegister(reg::kInitialize, 0x80000000);
-    tavo::sleepms(kInitializePause);
+void TavoCameraImpl::setGlintFeatures() {
     writeRegister(reg::kBase + 0x81C, 0xC2000000);
     writeRegister(reg::kBase + 0x83C, 0xC2000000);
     writeRegister(reg::kBase + 0x804, 0xC0000000);
@@ -49,8 +47,11 @@ void TavoCameraImpl::identifyGlint() {
 // Registers are written and read blindly: only the claim can fail. What the sensor is like is
 // known, not asked.
 TavoCameraImpl::BringUp TavoCameraImpl::bringUpGlint(bool ok) {
+    if (ok)
+        writeRegister(reg::kInitialize, 0x80000000);
+    tavo::sleepms(kInitializePause);
     if (ok) {
-        initializeGlint();
+        setGlintFeatures();
         identifyGlint();
         hasShutter = hasGuidePort = has8BitMode = hasFilterWheel = hasGPIO = false;
         tempSensorCount = 0;

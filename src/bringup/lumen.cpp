@@ -35,7 +35,7 @@ bool TavoCameraImpl::contactLumen(bool ok) {
     return ok && ping();
 }
 
-// hasShutter is left alone: the flag is traced, but these cameras work their shutters themselves.
+// hasShutter is left alone: on this family the flag is for the trace only.
 bool TavoCameraImpl::describeLumen() {
     std::array<std::uint8_t, tavo::kLumenDescriptionLength> bytes{};
     if (!query(kDescriptionCommand, bytes))

@@ -9,7 +9,7 @@ struct SensorSize {
     unsigned productId, x, y;
 };
 
-// Two models report counts that are not their sensor's.
+// Two models' counts are replaced, whatever they report.
 constexpr SensorSize kKnownSizes[] = {{0xDF31, 3326, 2504}, {0xDF50, 4499, 3599}};
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "core/trace.h"
 #include "tavocameraimpl.h"
 
+#include <atomic>
 #include <new>
 
 namespace trace = tavo::trace;
@@ -18,11 +19,12 @@ struct KeptList {
     libusb_device** devices;
     KeptList* next;
 };
-KeptList* keptLists = nullptr;
+std::atomic<KeptList*> keptLists{nullptr};
 
 void keep(libusb_device** devices) {
-    if (auto* kept = new (std::nothrow) KeptList{devices, keptLists})
-        keptLists = kept;
+    auto* kept = new (std::nothrow) KeptList{devices, nullptr};
+    if (kept)
+        kept->next = keptLists.exchange(kept);
 }
 
 bool createContext() {
@@ -34,7 +36,8 @@ bool createContext() {
     return false;
 }
 
-// The vendor id is not looked at: cameras of the family carry the ids of several vendors.
+// The vendor id is not looked at, on purpose: whatever has a listed product id is taken for a
+// camera.
 const tavo::Model* match(libusb_device* device) {
     libusb_device_descriptor descriptor{};
     if (const int r = libusb_get_device_descriptor(device, &descriptor); r < 0) {

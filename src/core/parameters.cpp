@@ -7,7 +7,7 @@ namespace message = tavo::message;
 namespace trace = tavo::trace;
 
 // The field behind a parameter, or null where this camera has no such parameter.
-std::int64_t* TavoCameraImpl::parameter(PARAM_TYPE param, const char** label) {
+std::atomic<std::int64_t>* TavoCameraImpl::parameter(PARAM_TYPE param, const char** label) {
     switch (param) {
     case QUICKER_START_EXPOSURE_DELAY:
         *label = "quickerStartExposureDelay";
@@ -23,7 +23,7 @@ std::int64_t* TavoCameraImpl::parameter(PARAM_TYPE param, const char** label) {
 bool TavoCameraImpl::setParam(PARAM_TYPE param, long value) {
     trace::enter("TavoCameraImpl::setParam(%d, %ld)", param, value);
     const char* label = nullptr;
-    std::int64_t* field = parameter(param, &label);
+    std::atomic<std::int64_t>* field = parameter(param, &label);
     if (!field) {
         trace::leave("TavoCameraImpl::setParam -> 00");
         return refuse(message::kInvalidParameter);
@@ -37,7 +37,7 @@ bool TavoCameraImpl::setParam(PARAM_TYPE param, long value) {
 long TavoCameraImpl::getParam(PARAM_TYPE param) {
     trace::enter("TavoCameraImpl::getParam(%d)", param);
     const char* label = nullptr;
-    const std::int64_t* field = parameter(param, &label);
+    const std::atomic<std::int64_t>* field = parameter(param, &label);
     if (!field) {
         trace::leave("TavoCameraImpl::getParam -> 00");
         refuse(message::kInvalidParameter);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
 // The call trace on standard error. Lines go out only while TavoDebug and TavoDebugOn are both set.
-// The indentation depth and the dump buffer serve all cameras of the process: traces of two threads
-// interleave, and switching the trace in the middle of an operation leaves the depth off by one.
+// The indentation depth serves all cameras of the process: traces of two threads interleave, and
+// switching the trace in the middle of an operation leaves the depth off by one.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +20,8 @@ bool on();
 // Like inside, without the line feed.
 [[gnu::format(printf, 1, 2)]] void insideUnended(const char* format, ...);
 
-// The first bytes of a buffer for a trace line; the text lives until the thread's next dump.
+// The first bytes of a buffer for a trace line; nothing while the trace is off. The text lives
+// until the thread's next dump.
 const char* dump(const unsigned char* bytes, std::size_t length);
 
 // A polling loop whose calls would flood the trace. The end sets TavoDebugOn to 1 whatever it was

@@ -73,7 +73,7 @@ constexpr GlintTiming glintTiming(float seconds) {
     GlintTiming timing{.tooLong = seconds > static_cast<float>(maxShutter[3])};
     float rate = 15.0f;
     for (const double longest : maxShutter) {
-        if (!timing.tooLong && seconds < static_cast<float>(longest))
+        if (seconds < static_cast<float>(longest))
             return {.matched = true, .frameRate = rate};
         rate /= 2.0f;
     }

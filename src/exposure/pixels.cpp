@@ -30,7 +30,8 @@ void forEachRow(const BinnedWindow& window, std::uint32_t step, std::span<std::u
     std::uint32_t source = window.firstPixel();
     std::uint64_t position = 0;
     for (std::uint32_t i = 0; i < window.height && position < output.size(); ++i) {
-        row(source, output.subspan(position, usable(window.width, output.size(), position)));
+        const auto start = static_cast<std::size_t>(position);
+        row(source, output.subspan(start, usable(window.width, output.size(), start)));
         source += window.frameWidth;
         position += step;
     }

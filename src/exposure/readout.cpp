@@ -115,11 +115,10 @@ bool TavoCameraImpl::readCCD(unsigned x, unsigned y, unsigned width, unsigned he
                              unsigned yBin) {
     trace::enter("TavoCameraImpl::readCCD(%d, %d, %d, %d, %d, %d)", x, y, width, height, xBin,
                  yBin);
-    if (!exposureStarted) {
+    if (!exposureStarted.exchange(false)) {
         trace::leave("TavoCameraImpl::readCCD 00");
         return refuse(message::kOutOfSequence);
     }
-    exposureStarted = false;
     readoutPending = false;
     const tavo::Region region{x, y, width, height, xBin, yBin};
     if (!regionAllowed(region)) {

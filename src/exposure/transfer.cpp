@@ -8,7 +8,7 @@
 #include "exposure/pixels.h"
 #include "tavocameraimpl.h"
 
-#include <vector>
+#include <memory>
 
 namespace message = tavo::message;
 namespace trace = tavo::trace;
@@ -79,23 +79,25 @@ bool TavoCameraImpl::fetchHeron(std::span<std::uint16_t> output) {
         trace::inside("copying buffer with precharge substraction %d x %d to %d, %d - %d, %d",
                       window.frameWidth, window.frameHeight, window.x, window.y, window.width,
                       window.height);
-    std::vector<std::uint16_t> staging(bytes / 2);
-    const bool ok = parIn(asBytes(staging.data()), bytes);
+    const auto staging = std::make_unique<std::uint16_t[]>(bytes / 2);
+    const std::span<const std::uint16_t> samples(staging.get(), bytes / 2);
+    const bool ok = parIn(asBytes(staging.get()), bytes);
     if (prechargeSubtraction)
-        tavo::subtractPrecharge(staging, window, prechargeOffset, output);
+        tavo::subtractPrecharge(samples, window, prechargeOffset, output);
     else
-        tavo::copyWindow(staging, window, output);
+        tavo::copyWindow(samples, window, output);
     return ok;
 }
 
 bool TavoCameraImpl::fetchGlint(std::span<std::uint16_t> output) {
     const tavo::BinnedWindow window = readWindow();
-    std::vector<std::uint8_t> staging(window.framePixels());
+    const std::uint32_t pixels = window.framePixels();
+    const auto staging = std::make_unique<std::uint8_t[]>(pixels);
     const tavo::Stopwatch stopwatch;
-    const bool ok = bulkRead(kGlintEndpoint, static_cast<unsigned>(staging.size()), staging.data());
+    const bool ok = bulkRead(kGlintEndpoint, pixels, staging.get());
     trace::inside("elapsed %g s", stopwatch.seconds());
     if (ok)
-        tavo::expandHighBytes(staging, window, output);
+        tavo::expandHighBytes({staging.get(), pixels}, window, output);
     return ok;
 }
 
@@ -125,11 +127,10 @@ void TavoCameraImpl::finishTransfer(bool ok) {
 
 bool TavoCameraImpl::getImage(unsigned short* buffer, unsigned size) {
     trace::enter("TavoCameraImpl::getImage(..., %u)", size);
-    if (!readoutPending) {
+    if (!readoutPending.exchange(false)) {
         trace::leave("TavoCameraImpl::getImage 00");
         return refuse(message::kOutOfSequence);
     }
-    readoutPending = false;
     const std::span<std::uint16_t> output(buffer, size);
     const auto finish = [&](bool ok) {
         finishTransfer(ok);

@@ -153,8 +153,7 @@ bool TavoCameraImpl::getData(unsigned* value) {
     if (type == BASIN_CAMERA) {
         unsigned char word[4] = {};
         const bool ok = getData(word, sizeof word);
-        if (ok)
-            *value = word[0] + 256u * word[2];
+        *value = word[0] + 256u * word[2];
         return ok;
     }
     auto half = tavo::Payload<2>{}.u16le(*value).done();
