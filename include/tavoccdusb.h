@@ -27,6 +27,8 @@
 //   while another operation on the same camera does.
 // - A successful readCCD keeps the camera's lock until getImage. Between the two, any other
 //   locking operation waits; called from the thread that should call getImage it waits for ever.
+//   A timed readCCD in between forgets the waiting image before it waits itself, and then nobody
+//   can free the lock any more: leave exposures to one thread at a time.
 // - An impossible state (documented where it can arise) prints an "Assertion ... failed" line on
 //   standard error and ends the process with exit status 1.
 #ifndef TAVOCCDUSB_H
