@@ -17,7 +17,7 @@ TEST_F(BulkTest, ReadIsCutIntoPackets) {
     peer.maxPacketSize() = 4;
     usb().expect({in(0x83, {1, 2, 3, 4}), in(0x83, {5, 6, 7, 8}), in(0x83, {9, 10})});
     std::array<unsigned char, 10> data{};
-    EXPECT_TRUE(peer.bulkRead(0x83, 10, data.data()));
+    EXPECT_TRUE(peer.bulkRead(0x83U, 10U, data.data()));
     EXPECT_EQ(data, (std::array<unsigned char, 10>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
 }
 
@@ -26,19 +26,19 @@ TEST_F(BulkTest, ShortReadAsksForTheRest) {
     usb().expect({in(0x83, {1, 2, 3, 4}).moving(3), in(0x83, {4, 5, 6}).moving(0),
                   in(0x83, {4, 5, 6}).moving(1), in(0x83, {5, 6})});
     std::array<unsigned char, 6> data{};
-    EXPECT_TRUE(peer.bulkRead(0x83, 6, data.data()));
+    EXPECT_TRUE(peer.bulkRead(0x83U, 6U, data.data()));
     EXPECT_EQ(data, (std::array<unsigned char, 6>{1, 2, 3, 4, 5, 6}));
 }
 
 TEST_F(BulkTest, WholeReadIsOneRequestByDefault) {
     std::vector<unsigned char> data(3000000);
     usb().expect({inZeros(0x81, data.size())});
-    EXPECT_TRUE(peer.bulkRead(0x81, 3000000, data.data()));
+    EXPECT_TRUE(peer.bulkRead(0x81U, 3000000U, data.data()));
 }
 
 TEST_F(BulkTest, ReadOfNothingIsNoTransfer) {
     unsigned char untouched = 7;
-    EXPECT_TRUE(peer.bulkRead(0x81, 0, &untouched));
+    EXPECT_TRUE(peer.bulkRead(0x81U, 0U, &untouched));
     EXPECT_TRUE(usb().calls().empty());
     EXPECT_EQ(untouched, 7);
 }
@@ -48,7 +48,7 @@ TEST_F(BulkTest, FailedPacketKeepsWhatArrived) {
     usb().expect({in(0x81, {1, 2}), in(0x81, {0, 0}).failing(LIBUSB_ERROR_PIPE)});
     std::array<unsigned char, 6> data{9, 9, 9, 9, 9, 9};
     CapturedTrace trace;
-    EXPECT_FALSE(peer.bulkRead(0x81, 6, data.data()));
+    EXPECT_FALSE(peer.bulkRead(0x81U, 6U, data.data()));
     EXPECT_EQ(data, (std::array<unsigned char, 6>{1, 2, 9, 9, 9, 9}));
     EXPECT_EQ(trace.text(), "    libusb_bulk_transfer -> LIBUSB_ERROR_PIPE\n");
     EXPECT_STREQ(camera->getLastError(), "No error");
@@ -62,7 +62,7 @@ TEST_F(BulkTest, PacketSizeOfNothingAsksForNothingUntilTheDeviceFails) {
         rows.push_back(inZeros(0x81, 0).failing(LIBUSB_ERROR_NO_DEVICE));
         usb().expect(rows);
         std::array<unsigned char, 4> data{};
-        EXPECT_FALSE(peer.bulkRead(0x81, 4, data.data()));
+        EXPECT_FALSE(peer.bulkRead(0x81U, 4U, data.data()));
     }
 }
 
@@ -71,8 +71,8 @@ TEST_F(BulkTest, TimeoutIsTheCameras) {
     const unsigned char sent = 5;
     unsigned char read = 0;
     usb().expect({out(0x02, {5}).within(77), in(0x88, {6}).within(77)});
-    EXPECT_TRUE(peer.bulkWrite(0x02, 1, &sent));
-    EXPECT_TRUE(peer.bulkRead(0x88, 1, &read));
+    EXPECT_TRUE(peer.bulkWrite(0x02U, 1U, &sent));
+    EXPECT_TRUE(peer.bulkRead(0x88U, 1U, &read));
     EXPECT_EQ(read, 6);
 }
 
@@ -80,20 +80,20 @@ TEST_F(BulkTest, WriteIsOneTransferWhateverThePacketSize) {
     peer.maxPacketSize() = 2;
     const std::array<unsigned char, 5> data{1, 2, 3, 4, 5};
     usb().expect({out(0x02, {1, 2, 3, 4, 5})});
-    EXPECT_TRUE(peer.bulkWrite(0x02, 5, data.data()));
+    EXPECT_TRUE(peer.bulkWrite(0x02U, 5U, data.data()));
 }
 
 TEST_F(BulkTest, ShortWriteIsNotNoticed) {
     const std::array<unsigned char, 5> data{1, 2, 3, 4, 5};
     usb().expect({out(0x02, {1, 2, 3, 4, 5}).moving(1)});
-    EXPECT_TRUE(peer.bulkWrite(0x02, 5, data.data()));
+    EXPECT_TRUE(peer.bulkWrite(0x02U, 5U, data.data()));
 }
 
 TEST_F(BulkTest, TraceOfAFailedWriteEndsInABlank) {
     const unsigned char data = 1;
     usb().expect({out(0x02, {1}).failing(LIBUSB_ERROR_TIMEOUT)});
     CapturedTrace trace;
-    EXPECT_FALSE(peer.bulkWrite(0x02, 1, &data));
+    EXPECT_FALSE(peer.bulkWrite(0x02U, 1U, &data));
     EXPECT_EQ(trace.text(), "    libusb_bulk_transfer -> LIBUSB_ERROR_TIMEOUT \n");
     EXPECT_STREQ(camera->getLastError(), "No error");
 }
@@ -102,9 +102,9 @@ TEST_F(BulkTest, EveryErrorFailsATransfer) {
     for (const Fault& fault : kErrors) {
         unsigned char data = 0;
         usb().failTransfer(1, fault);
-        EXPECT_FALSE(peer.bulkRead(0x81, 1, &data)) << fault.name;
+        EXPECT_FALSE(peer.bulkRead(0x81U, 1U, &data)) << fault.name;
         usb().failTransfer(1, fault);
-        EXPECT_FALSE(peer.bulkWrite(0x02, 1, &data)) << fault.name;
+        EXPECT_FALSE(peer.bulkWrite(0x02U, 1U, &data)) << fault.name;
     }
 }
 
