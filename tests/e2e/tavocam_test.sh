@@ -43,7 +43,7 @@ main_job)
         "IMAGETYP= 'Light Frame'" "SET-TEMP=" "EXPTIME =             3.000000"; do
         grep -qF -- "$card" <<<"$header" || fail "no card \"$card\" in: $header"
     done
-    file m42.png | grep -q 'PNG image data' || fail "no PNG"
+    [ "$(head -c 8 m42.png | od -An -tx1)" = " 89 50 4e 47 0d 0a 1a 0a" ] || fail "no PNG"
     grep -Eq '[1-9][0-9]* stars' summary || fail "no stars: $(cat summary)"
     ;;
 refusals)
@@ -59,12 +59,16 @@ refusals)
     nothing_written
     ;;
 interrupt)
-    "$virtual" --camera ridge-c -- "$tavocam" expose 600 -o long.fits >output 2>&1 &
-    sleep 10
+    "$virtual" --log --camera ridge-c -- "$tavocam" expose 600 -o long.fits >output 2>&1 &
+    for ((tick = 0; tick < 600; tick++)); do
+        ! grep -q 'shutter: open' output || break
+        sleep 0.1
+    done
     kill -INT $!
     status=0
     wait $! || status=$?
     [ "$status" -eq 130 ] || fail "interrupted it ended with $status: $(cat output)"
+    sed '1,/shutter: open/d' output | grep -q 'shutter: close' || fail "the shutter stayed open"
     nothing_written
     ;;
 *)

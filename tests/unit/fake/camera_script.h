@@ -30,10 +30,10 @@ struct Description {
     unsigned coolerFlags = 0x10;
     unsigned minPower = 5, maxPower = 50;
     std::optional<unsigned> productId{}; // else one of the family
-    std::uint32_t serial = 0x04030201; // LUMEN_CAMERA: the low 16 bits
+    std::uint32_t serial = 0x04030201;   // LUMEN_CAMERA: the low 16 bits
     unsigned gpioLines = 6;
-    unsigned clearTime = 300;      // LUMEN_CAMERA, milliseconds
-    int precharge = 5;             // HERON_CAMERA
+    unsigned clearTime = 300;        // LUMEN_CAMERA, milliseconds
+    int precharge = 5;               // HERON_CAMERA
     std::optional<unsigned> bayer{}; // byte 3 of the colour marker
 };
 
