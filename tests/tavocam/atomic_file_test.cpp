@@ -120,3 +120,23 @@ TEST(DirectoryOf, IsTheCurrentOneForABareName) {
     EXPECT_EQ(directoryOf("night/m42.fits"), "night");
     EXPECT_EQ(directoryOf("/m42.fits"), "/");
 }
+
+TEST_F(AtomicFile, WritesThroughALink) {
+    std::filesystem::create_directory(path("d"));
+    std::filesystem::create_directory(path("e"));
+    std::filesystem::create_symlink("../e/a", path("d/second"));
+    std::filesystem::create_symlink(path("d/second"), path("first"));
+    for (const char value : {'x', 'y'}) { // a dangling one at first
+        EXPECT_FALSE(writeWhole(path("first"), bytes(3, value), true));
+        EXPECT_EQ(contentOf(path("e/a")), std::string(3, value));
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(path("first")));
+    EXPECT_TRUE(std::filesystem::is_symlink(path("d/second")));
+}
+
+TEST_F(AtomicFile, LinksInACircleAreNotFollowedForEver) {
+    std::filesystem::create_symlink("b", path("a"));
+    std::filesystem::create_symlink("a", path("b"));
+    EXPECT_TRUE(std::filesystem::is_symlink(followLinks(path("a"))));
+    EXPECT_EQ(followLinks("plain"), "plain");
+}

@@ -119,3 +119,39 @@ TEST(CommandLine, ObjectNamesMustFitAFitsHeader) {
     EXPECT_NE(refusal(named("caf\xc3\xa9")), "");
     EXPECT_NE(refusal(named("two\nlines")), "");
 }
+
+TEST(CommandLine, NumbersAreStrictlyDecimal) {
+    for (const char* argument : {"", "0x10", " 1", "1 ", "1s", "1,5", "nan", "inf", "86401", "1e9"})
+        EXPECT_NE(refusal({"expose", argument, "-o", "a.fits"}).find("from 0 to 86400 seconds"),
+                  std::string::npos)
+            << argument;
+    for (const char* argument : {"", "0x10", "-61", "51", "cold", "nan"})
+        EXPECT_NE(refusal({"expose", "1", "-o", "a.fits", "--temperature", argument})
+                      .find("from -60 to 50 degrees"),
+                  std::string::npos)
+            << argument;
+    for (const char* argument : {"", "0x10", "-1", "86401", "nan"})
+        EXPECT_NE(refusal({"expose", "1", "-o", "a.fits", "--temperature-timeout", argument})
+                      .find("from 0 to 86400 seconds"),
+                  std::string::npos)
+            << argument;
+    for (const char* argument : {"", "0x1", "-1", "1.5", "red"})
+        EXPECT_NE(refusal({"expose", "1", "-o", "a.fits", "--filter", argument})
+                      .find("whole number from 0 to the count"),
+                  std::string::npos)
+            << argument;
+    EXPECT_EQ(expose({"expose", "1e-3", "-o", "a.fits"}).request.seconds, 1e-3);
+}
+
+TEST(CommandLine, ANegativeExposureIsTold) {
+    EXPECT_NE(refusal({"expose", "-5", "-o", "a.fits"}).find("from 0 to 86400 seconds"),
+              std::string::npos)
+        << refusal({"expose", "-5", "-o", "a.fits"});
+}
+
+TEST(CommandLine, AnEmptyCameraIsRefused) {
+    for (const char* verb : {"info", "warm"})
+        EXPECT_NE(refusal({verb, "--camera", ""}).find("--camera takes"), std::string::npos);
+    EXPECT_NE(refusal({"expose", "1", "-o", "a.fits", "--camera", ""}).find("--camera takes"),
+              std::string::npos);
+}

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+#include <csignal>
+
 #include "fits_reader.h"
 #include "program.h"
 
@@ -30,6 +32,9 @@ TEST_F(Cooling, GivesUpAfterTheTimeOut) {
     EXPECT_NE(err.find("within 60 s"), std::string::npos);
     EXPECT_NE(err.find("3.0 degrees"), std::string::npos);
     EXPECT_NE(err.find("--temperature-timeout"), std::string::npos);
+    EXPECT_NE(err.find("goes on cooling to -10.0 degrees Celsius: switch it off with tavocam warm"),
+              std::string::npos)
+        << err;
     EXPECT_NEAR(clock.monotonic(), FakeClock::kStart + 60, 3);
     EXPECT_TRUE(files().empty());
 }
@@ -39,8 +44,19 @@ TEST_F(Cooling, CanBeInterrupted) {
     interruptAt = FakeClock::kStart + 11;
     EXPECT_EQ(run({"expose", "1", "-o", path("a.fits"), "--temperature", "-10"}), 130);
     EXPECT_LT(clock.monotonic(), interruptAt + 1);
+    EXPECT_NE(err.find("tavocam warm"), std::string::npos) << err;
     EXPECT_EQ(camera().calls.back(), "close()");
     EXPECT_TRUE(files().empty());
+}
+
+TEST_F(Cooling, IsNotToldToRunWhereItWasNotStarted) {
+    interruptAt = FakeClock::kStart + 1;
+    EXPECT_EQ(run({"expose", "30", "-o", path("a.fits")}), 130);
+    EXPECT_EQ(err.find("cooler"), std::string::npos) << err;
+    signal = SIGINT;
+    EXPECT_EQ(run({"expose", "30", "-o", path("a.fits"), "--temperature", "-10"}), 130);
+    EXPECT_EQ(err.find("cooler"), std::string::npos) << err;
+    EXPECT_EQ(countCalls("setCooling(-10)"), 0);
 }
 
 TEST_F(Cooling, IsNotAskedOfACameraThatHidesItsSensor) {

@@ -141,3 +141,66 @@ TEST_F(ExposeFiles, APreviewThatFailsLeavesTheFrame) {
     EXPECT_EQ(contentOf("a.png"), "old");
     EXPECT_EQ(files(), (Files{"a.fits", "a.png"}));
 }
+
+TEST_F(ExposeFiles, OneFileUnderTwoNamesIsRefused) {
+    fs::create_directory(path("d"));
+    fs::create_directory_symlink("d", path("link"));
+    const fs::path former = fs::current_path();
+    fs::current_path(directory);
+    for (const auto& [frame, preview] : {std::pair<std::string, std::string>{"same", "./same"},
+                                         {"./same", "same"},
+                                         {"same", "d/../same"},
+                                         {"d/../same", "./same"},
+                                         {"same", path("same")},
+                                         {path("same"), "same"},
+                                         {"d/same", "link/same"}}) {
+        for (const bool overwrite : {false, true}) {
+            std::vector<std::string> arguments{"expose", "1", "-o", frame, "--preview", preview};
+            if (overwrite)
+                arguments.emplace_back("--overwrite");
+            EXPECT_EQ(run(arguments), 2) << frame << " and " << preview;
+            EXPECT_NE(err.find("same name"), std::string::npos) << err;
+        }
+    }
+    EXPECT_EQ(run({"expose", "1", "-o", "same", "--preview", "d/same"}), 0) << err;
+    fs::current_path(former);
+    EXPECT_EQ(files(), (Files{"d", "link", "same"}));
+}
+
+TEST_F(ExposeFiles, ALinkAndItsFileAreOneFile) {
+    create("a.fits");
+    fs::create_symlink("a.fits", path("a.png"));
+    EXPECT_EQ(run({"expose", "1", "-o", path("a.fits"), "--preview", path("a.png"), "--overwrite"}),
+              2);
+    EXPECT_EQ(contentOf("a.fits"), "old");
+}
+
+TEST_F(ExposeFiles, ALinkIsWrittenThrough) {
+    fs::create_directory(path("d"));
+    create("d/a.fits");
+    fs::create_symlink("d/a.fits", path("latest.fits"));
+    EXPECT_EQ(run({"expose", "1", "-o", path("latest.fits")}), 6);
+    EXPECT_EQ(contentOf("d/a.fits"), "old");
+    EXPECT_EQ(run({"expose", "1", "-o", path("latest.fits"), "--overwrite"}), 0) << err;
+    EXPECT_TRUE(fs::is_symlink(path("latest.fits")));
+    ASSERT_NE(contentOf("d/a.fits"), "old");
+    EXPECT_EQ(FitsReader(path("d/a.fits")).pixels().size(), 64U * 48U);
+    EXPECT_EQ(files(), (Files{"d", "latest.fits"}));
+}
+
+TEST_F(ExposeFiles, ALinkIntoAMissingDirectoryIsRefusedBeforeTheExposure) {
+    fs::create_symlink("none/a.fits", path("latest.fits"));
+    EXPECT_EQ(run({"expose", "1", "-o", path("latest.fits"), "--overwrite"}), 6);
+    EXPECT_NE(err.find("none; create it first"), std::string::npos) << err;
+    EXPECT_TRUE(camera().calls.empty());
+}
+
+TEST_F(ExposeFiles, AFullStandardOutputIsToldWithTheFilesThatAreSafe) {
+    outFull = true;
+    EXPECT_EQ(run({"expose", "1", "-o", path("a.fits"), "--preview", path("a.png")}), 6);
+    EXPECT_NE(err.find("standard output"), std::string::npos) << err;
+    EXPECT_NE(err.find("files written: " + path("a.fits") + " and " + path("a.png")),
+              std::string::npos)
+        << err;
+    EXPECT_EQ(files(), (Files{"a.fits", "a.png"}));
+}

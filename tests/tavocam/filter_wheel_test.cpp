@@ -27,8 +27,25 @@ TEST_F(FilterWheel, PositionIsToldAlsoWhenNotAskedFor) {
 TEST_F(FilterWheel, RefusesAPositionThatNoWheelHas) {
     EXPECT_EQ(run({"expose", "1", "-o", path("a.fits"), "--filter", "6"}), 2);
     EXPECT_NE(err.find("no filter 6"), std::string::npos) << err;
-    EXPECT_NE(err.find("0 to 5"), std::string::npos);
+    EXPECT_NE(err.find("5 positions, which it counts from 0 or 1, and stands at 1"),
+              std::string::npos)
+        << err;
     EXPECT_EQ(countCalls("setFilter(6)"), 0);
+}
+
+TEST_F(FilterWheel, ARefusalTellsWhatTheWheelHas) {
+    camera().filter = camera().filterTarget = 0;
+    camera().failing = {"setFilter"};
+    EXPECT_EQ(run({"expose", "1", "-o", path("a.fits"), "--filter", "5"}), 5);
+    EXPECT_NE(err.find("the camera refused filter position 5 (Failed to set filter); its wheel has "
+                       "5 positions, which it counts from 0 or 1, and stands at 0"),
+              std::string::npos)
+        << err;
+}
+
+TEST_F(FilterWheel, BothEndsAreLeftToTheCamera) {
+    EXPECT_EQ(run({"expose", "1", "-o", path("a.fits"), "--filter", "0"}), 0) << err;
+    EXPECT_EQ(run({"expose", "1", "-o", path("b.fits"), "--filter", "5"}), 0) << err;
 }
 
 TEST_F(FilterWheel, RefusesACameraWithoutOne) {

@@ -79,3 +79,11 @@ TEST_F(Info, GoesOnPastWhatCannotBeReadAndFailsInTheEnd) {
         EXPECT_NE(out.find("\ngain and offset:"), std::string::npos);
     }
 }
+
+TEST_F(Info, AFullStandardOutputIsAnError) {
+    outFull = true;
+    for (const char* verb : {"info", "list", "warm", "--help"}) {
+        EXPECT_EQ(run({verb}), 6) << verb;
+        EXPECT_NE(err.find("standard output cannot be written"), std::string::npos) << err;
+    }
+}

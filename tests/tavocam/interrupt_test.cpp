@@ -2,7 +2,6 @@
 #include "interrupt.h"
 
 #include <csignal>
-#include <cstdio>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -22,19 +21,17 @@ void deferAndReport(int signal) {
 void raiseTwice() {
     const SignalHandlers handlers;
     const SignalsDeferred deferred;
-    std::raise(SIGINT);
     std::raise(SIGTERM);
-    _exit(0);
+    std::raise(SIGINT);
+    _exit(rememberedSignal());
 }
 
-void raiseWhileBlocked() {
+void raiseAfterAnInnerDeferral() {
     const SignalHandlers handlers;
-    {
-        const SignalsBlocked blocked;
-        std::raise(SIGINT);
-        std::fputs("still here", stderr);
-    }
-    _exit(0);
+    const SignalsDeferred deferred;
+    { const SignalsDeferred inner; }
+    std::raise(SIGINT);
+    _exit(rememberedSignal());
 }
 
 void raiseUndeferred(int signal) {
@@ -54,7 +51,7 @@ void raiseUnderNohup() {
 } // namespace
 
 TEST(InterruptDeathTest, EndsTheProcessWhileNothingIsAtStake) {
-    EXPECT_EXIT(raiseUndeferred(SIGINT), testing::ExitedWithCode(130), "");
+    EXPECT_EXIT(raiseUndeferred(SIGINT), testing::ExitedWithCode(130), "tavocam: interrupted");
     EXPECT_EXIT(raiseUndeferred(SIGTERM), testing::ExitedWithCode(143), "");
     EXPECT_EXIT(raiseUndeferred(SIGHUP), testing::ExitedWithCode(129), "");
 }
@@ -64,16 +61,26 @@ TEST(InterruptDeathTest, IsRememberedWhileDeferred) {
     EXPECT_EXIT(deferAndReport(SIGTERM), testing::ExitedWithCode(SIGTERM), "");
 }
 
-TEST(InterruptDeathTest, ASecondOneEndsTheProcess) {
-    EXPECT_EXIT(raiseTwice(), testing::ExitedWithCode(143), "");
+TEST(InterruptDeathTest, TheFirstOneIsRemembered) {
+    EXPECT_EXIT(raiseTwice(), testing::ExitedWithCode(SIGTERM), "");
 }
 
-TEST(InterruptDeathTest, WaitsWhileAFileIsWritten) {
-    EXPECT_EXIT(raiseWhileBlocked(), testing::ExitedWithCode(130), "still here");
+TEST(InterruptDeathTest, DeferralsNest) {
+    EXPECT_EXIT(raiseAfterAnInnerDeferral(), testing::ExitedWithCode(SIGINT), "");
 }
 
 TEST(InterruptDeathTest, HangUpIsIgnoredUnderNohup) {
     EXPECT_EXIT(raiseUnderNohup(), testing::ExitedWithCode(55), "");
+}
+
+TEST(Interrupt, IsForgottenWithItsHandlers) {
+    {
+        const SignalHandlers handlers;
+        const SignalsDeferred deferred;
+        std::raise(SIGINT);
+        EXPECT_EQ(rememberedSignal(), SIGINT);
+    }
+    EXPECT_EQ(rememberedSignal(), 0);
 }
 
 TEST(Interrupt, HandlersAreRestored) {

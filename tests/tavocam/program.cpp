@@ -6,9 +6,26 @@
 #include <cstdlib>
 #include <utility>
 
+#include "interrupt.h"
 #include "tavocam.h"
 
 namespace fs = std::filesystem;
+
+namespace {
+
+// As a file on a full disk, it fails when it is flushed.
+class OutBuffer : public std::stringbuf {
+public:
+    explicit OutBuffer(bool isFull) : full(isFull) {}
+
+protected:
+    int sync() override { return full ? -1 : 0; }
+
+private:
+    bool full;
+};
+
+} // namespace
 
 Program::Program() {
     std::string name = (fs::temp_directory_path() / "tavocam-test-XXXXXX").string();
@@ -21,7 +38,8 @@ Program::~Program() {
 }
 
 int Program::run(const std::vector<std::string>& arguments) {
-    std::ostringstream outStream;
+    OutBuffer outBuffer(outFull);
+    std::ostream outStream(&outBuffer);
     std::ostringstream errStream;
     const auto list = [this] {
         tavocam::Cameras listed;
@@ -29,10 +47,14 @@ int Program::run(const std::vector<std::string>& arguments) {
             listed.push_back(std::make_unique<FakeCamera>(state, clock));
         return listed;
     };
-    const auto pending = [this] { return clock.monotonic() >= interruptAt ? SIGINT : signal; };
+    const auto pending = [this] {
+        if (signal != 0)
+            return signal;
+        return clock.monotonic() >= interruptAt ? SIGINT : tavocam::rememberedSignal();
+    };
     tavocam::Environment environment{outStream, errStream, clock, list, pending, terminal};
     const int code = tavocam::run(arguments, environment);
-    out = outStream.str();
+    out = outBuffer.str();
     err = errStream.str();
     for (const auto& state : cameras)
         EXPECT_FALSE(state->opened);

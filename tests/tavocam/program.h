@@ -33,6 +33,7 @@ protected:
     double interruptAt = std::numeric_limits<double>::infinity(); // of the monotonic clock
     int signal = 0;                                               // pending from the start
     bool terminal = false;
+    bool outFull = false; // standard output takes nothing
     std::filesystem::path directory;
     std::string out;
     std::string err;

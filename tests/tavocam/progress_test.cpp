@@ -43,3 +43,12 @@ TEST_F(ExposeProgress, NotesAreToldUnlessQuiet) {
         0);
     EXPECT_EQ(err, "");
 }
+
+TEST_F(ExposeProgress, TimedExposuresOfMoreThanASecondTellHowLongTheyTake) {
+    terminal = true;
+    EXPECT_EQ(run({"expose", "2.5", "-o", path("a.fits")}), 0);
+    EXPECT_NE(err.find("exposing for 2.5 s"), std::string::npos) << err;
+    EXPECT_EQ(err.substr(err.size() - 4), "\r\033[K");
+    EXPECT_EQ(run({"expose", "1", "-o", path("b.fits")}), 0);
+    EXPECT_EQ(err.find("exposing"), std::string::npos) << err;
+}

@@ -71,3 +71,50 @@ TEST_F(Choice, ListNamesThemAllWithoutOpeningOne) {
         EXPECT_TRUE(state->destroyed);
     }
 }
+
+TEST_F(Choice, ByExplicitIndexOpensNoOther) {
+    EXPECT_EQ(run({"info", "--camera", "index:1"}), 0) << err;
+    EXPECT_TRUE(wasChosen(1));
+    EXPECT_EQ(cameras[0]->calls.size(), 1U);
+    EXPECT_EQ(cameras[2]->calls.size(), 1U);
+    EXPECT_EQ(err, "");
+}
+
+TEST_F(Choice, ByExplicitSerialNumber) {
+    cameras[2]->serial = 1;
+    EXPECT_EQ(run({"info", "--camera", "serial:1"}), 0) << err;
+    EXPECT_FALSE(wasChosen(1));
+    EXPECT_TRUE(wasChosen(2));
+}
+
+TEST_F(Choice, ByABareNumberIsAnIndexAndOpensNoOther) {
+    cameras[2]->serial = 1;
+    EXPECT_EQ(run({"info", "--camera", "1"}), 0) << err;
+    EXPECT_TRUE(wasChosen(1));
+    EXPECT_EQ(cameras[0]->calls.size(), 1U);
+    EXPECT_EQ(cameras[2]->calls.size(), 1U);
+}
+
+TEST_F(Choice, ByWhatIsNoNumberOrNotThere) {
+    EXPECT_EQ(run({"info", "--camera", "index:one"}), 2);
+    EXPECT_NE(err.find("whole number"), std::string::npos) << err;
+    EXPECT_EQ(run({"info", "--camera", "serial:"}), 2);
+    EXPECT_EQ(run({"info", "--camera", "index:3"}), 3);
+    EXPECT_NE(err.find("the index 3"), std::string::npos) << err;
+    EXPECT_EQ(run({"info", "--camera", "serial:1"}), 3);
+    EXPECT_NE(err.find("the serial number 1"), std::string::npos) << err;
+}
+
+TEST_F(Choice, ASearchTellsTheCamerasItOpens) {
+    EXPECT_EQ(run({"expose", "1", "-o", path("a.fits"), "--camera", "serial:1003"}), 0) << err;
+    EXPECT_EQ(err, "tavocam: looking at Tavo Ridge C ...\ntavocam: looking at Tavo Ridge C ...\n"
+                   "tavocam: looking at Tavo Lumen A ...\n");
+    EXPECT_EQ(run({"expose", "1", "-o", path("b.fits"), "--camera", "serial:1003", "--quiet"}), 0);
+    EXPECT_EQ(err, "");
+}
+
+TEST_F(Choice, OpeningIsToldOnATerminal) {
+    terminal = true;
+    EXPECT_EQ(run({"info", "--camera", "index:2"}), 0);
+    EXPECT_EQ(err, "tavocam: opening Tavo Lumen A ...\n");
+}

@@ -2,6 +2,7 @@
 #include "arguments.h"
 
 #include <charconv>
+#include <cmath>
 
 #include "failure.h"
 #include "text.h"
@@ -41,6 +42,15 @@ bool takePair(std::string_view& rest, unsigned& first, unsigned& second) {
 std::optional<unsigned> parseNumber(std::string_view argument) {
     const auto value = takeNumber(argument);
     return argument.empty() ? value : std::nullopt;
+}
+
+std::optional<double> parseDecimal(std::string_view argument) {
+    double value = 0;
+    const char* end = argument.data() + argument.size();
+    const auto [rest, error] = std::from_chars(argument.data(), end, value);
+    if (error != std::errc() || rest != end || !std::isfinite(value))
+        return std::nullopt;
+    return value;
 }
 
 Window parseWindow(std::string_view argument) {

@@ -34,6 +34,9 @@ Binning parseBinning(std::string_view argument);
 // A whole number with nothing around it.
 std::optional<unsigned> parseNumber(std::string_view argument);
 
+// A decimal number with nothing around it, for example -10, 0.5 or 1e-3.
+std::optional<double> parseDecimal(std::string_view argument);
+
 std::string describe(const Window& window);
 std::string describe(const Binning& binning);
 

@@ -109,9 +109,24 @@ std::string directoryOf(const std::string& path) {
     return directory.empty() ? "." : directory;
 }
 
-std::error_code writeWhole(const std::string& path, std::span<const std::byte> content,
+std::string followLinks(const std::string& path) {
+    constexpr int kMostLinks = 40; // as the kernel has it
+    std::filesystem::path name(path);
+    std::error_code error;
+    for (int links = 0; links < kMostLinks; ++links) {
+        const auto next = std::filesystem::read_symlink(name, error);
+        if (error)
+            break;
+        name = name.parent_path() / next;
+    }
+    return name.string();
+}
+
+std::error_code writeWhole(const std::string& wished, std::span<const std::byte> content,
                            bool overwrite) {
-    const SignalsBlocked blocked;
+    const SignalsDeferred deferred; // a temporary file must not stay behind
+    // A rename replaces a link itself, and only within one file system.
+    const std::string path = overwrite ? followLinks(wished) : wished;
     TemporaryFile file(directoryOf(path));
     std::error_code error = file.error();
     if (!error)
@@ -126,7 +141,7 @@ std::error_code writeWhole(const std::string& path, std::span<const std::byte> c
 }
 
 std::error_code probeDirectory(const std::string& path) {
-    const SignalsBlocked blocked;
+    const SignalsDeferred deferred;
     return TemporaryFile(directoryOf(path)).error();
 }
 

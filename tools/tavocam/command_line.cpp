@@ -20,15 +20,16 @@ constexpr const char* kEpilogue = R"(Exit codes:
   3    no camera found
   4    the camera cannot be opened
   5    the camera refused or failed
-  6    a file cannot be written
+  6    a file or standard output cannot be written
   7    cooling or the filter wheel took too long
   129, 130, 143
        interrupted by hang-up, Ctrl-C or SIGTERM: the exposure was aborted and
-       no file written
+       no file written, or the frame had been read out already: then the files
+       were written first, and a message names them
 
 Examples:
   tavocam list
-  tavocam info --camera 0
+  tavocam info --camera index:0
   tavocam expose 0.5 -o focus.fits --preview focus.png --overwrite
   tavocam expose 300 --bin 2 --temperature -10 --filter 2 --object "M 42" -o m42.fits
   tavocam expose 300 --dark -o dark.fits
@@ -39,7 +40,9 @@ constexpr const char* kExposeEpilogue =
     R"(The file is written whole or not at all, and never over another one without
 --overwrite; a name that cannot be written is refused before the exposure.
 The cooler keeps regulating afterwards: switch it off with tavocam warm.
-Ctrl-C aborts the exposure, closes the shutter and leaves no file.)";
+Ctrl-C aborts the exposure, closes the shutter and leaves no file; once the
+frame has been read out, it lets the files be written. With a camera that hangs
+Ctrl-\ ends the program at once.)";
 
 // Printable ASCII is all that a FITS header holds, 68 characters of it, quotes counting twice.
 void checkObject(const std::string& name) {
@@ -59,23 +62,26 @@ struct Options {
     std::string binning = "1";
     std::string preview;
     std::string object;
-    double temperature = 0;
-    unsigned filter = 0;
+    std::string seconds;
+    std::string temperature;
+    std::string temperatureTimeout;
+    std::string filter;
     ExposeCommand expose;
 };
 
 void addCamera(CLI::App& verb, Options& options) {
     verb.add_option("--camera", options.camera,
                     "index or name as tavocam list tells, or serial number; needed when several "
-                    "cameras are connected")
-        ->type_name("N|NAME|SERIAL");
+                    "cameras are connected. A bare number is an index where there is one. A "
+                    "serial number is looked for by opening one camera after the other")
+        ->type_name("[index:]N|NAME|[serial:]N");
 }
 
 void addExpose(CLI::App& verb, Options& options) {
     ExposeRequest& request = options.expose.request;
     OutputRequest& outputs = options.expose.outputs;
     addCamera(verb, options);
-    verb.add_option("seconds", request.seconds, "exposure time")->required();
+    verb.add_option("seconds", options.seconds, "exposure time")->required()->type_name("SECONDS");
     verb.add_option("-o,--output", outputs.fits, "FITS file to write")
         ->required()
         ->type_name("FILE");
@@ -90,37 +96,68 @@ void addExpose(CLI::App& verb, Options& options) {
     verb.add_flag("--covered", request.covered,
                   "with --dark: the telescope is covered, no shutter is needed");
     verb.add_option("--temperature", options.temperature,
-                    "cool the sensor to this before exposing, degrees Celsius");
-    verb.add_option("--temperature-timeout", request.temperatureTimeout,
-                    "seconds to wait for that (default 900)");
-    verb.add_option("--filter", options.filter, "filter wheel position, as the camera counts them");
+                    "cool the sensor to this before exposing, degrees Celsius")
+        ->type_name("DEGREES");
+    verb.add_option("--temperature-timeout", options.temperatureTimeout,
+                    "seconds to wait for that (default 900)")
+        ->type_name("SECONDS");
+    verb.add_option("--filter", options.filter, "filter wheel position, as the camera counts them")
+        ->type_name("N");
     verb.add_option("--object", options.object, "name of the object, for the header")
         ->type_name("NAME");
     verb.add_flag("--quiet", options.expose.quiet, "write nothing but errors");
     verb.footer(kExposeEpilogue);
 }
 
+double decimalOf(const std::string& what, const std::string& argument, double lowest,
+                 double highest, const std::string& unit) {
+    const auto value = parseDecimal(argument);
+    if (!value || *value < lowest || *value > highest)
+        throw Failure(kUsage, text(what, " takes a decimal number from ", lowest, " to ", highest,
+                                   " ", unit, ": \"", argument, "\" is none"));
+    return *value;
+}
+
+unsigned filterOf(const std::string& argument) {
+    const auto value = parseNumber(argument);
+    if (!value)
+        throw Failure(kUsage, text("--filter takes a whole number from 0 to the count of the ",
+                                   "wheel's positions, which tavocam info tells: \"", argument,
+                                   "\" is none"));
+    return *value;
+}
+
+std::optional<std::string> cameraOf(const CLI::App& verb, const Options& options) {
+    if (verb.count("--camera") == 0)
+        return std::nullopt;
+    if (options.camera.empty())
+        throw Failure(kUsage, "--camera takes an index or a name as tavocam list tells, or a "
+                              "serial number: \"\" is none");
+    return options.camera;
+}
+
 ExposeCommand exposeCommand(const CLI::App& verb, Options& options) {
     ExposeCommand command = options.expose;
+    command.request.seconds = decimalOf("the exposure time", options.seconds, 0, kLongestExposure,
+                                        "seconds (tavocam info tells the camera's own limits)");
     command.request.binning = parseBinning(options.binning);
     if (verb.count("--window") > 0)
         command.request.window = parseWindow(options.window);
     if (verb.count("--temperature") > 0)
-        command.request.temperature = options.temperature;
+        command.request.temperature = decimalOf("--temperature", options.temperature, kLowestTarget,
+                                                kHighestTarget, "degrees Celsius");
     if (verb.count("--filter") > 0)
-        command.request.filter = options.filter;
+        command.request.filter = filterOf(options.filter);
     if (verb.count("--preview") > 0)
         command.outputs.preview = options.preview;
     if (verb.count("--object") > 0) {
         checkObject(options.object);
         command.request.object = options.object;
     }
-    if (!(command.request.temperatureTimeout >= 0 &&
-          command.request.temperatureTimeout <= kLongestExposure))
-        throw Failure(kUsage,
-                      text("--temperature-timeout takes 0 to ", kLongestExposure, " seconds"));
-    if (verb.count("--camera") > 0)
-        command.camera = options.camera;
+    if (verb.count("--temperature-timeout") > 0)
+        command.request.temperatureTimeout = decimalOf(
+            "--temperature-timeout", options.temperatureTimeout, 0, kLongestExposure, "seconds");
+    command.camera = cameraOf(verb, options);
     return command;
 }
 
@@ -150,11 +187,10 @@ Command parseCommandLine(std::vector<std::string> arguments) {
             return PrintCommand{output.str()};
         throw Failure(kUsage, text(error.what(), " (see tavocam --help)"));
     }
-    const auto camera = options.camera.empty() ? std::nullopt : std::optional(options.camera);
     if (info.parsed())
-        return InfoCommand{camera};
+        return InfoCommand{cameraOf(info, options)};
     if (warm.parsed())
-        return WarmCommand{camera};
+        return WarmCommand{cameraOf(warm, options)};
     if (expose.parsed())
         return exposeCommand(expose, options);
     return ListCommand{};

@@ -15,11 +15,11 @@ constexpr double kTolerance = 0.5;    // degrees; a 10-bit sensor has steps of a
 constexpr double kPollInterval = 2.0; // seconds
 constexpr int kSteadyReadings = 3;    // the first crossing may be an overshoot
 
+} // namespace
+
 std::string degrees(double temperature) {
     return text(decimals(temperature, 1), " degrees Celsius");
 }
-
-} // namespace
 
 std::optional<unsigned> chipSensor(const Session& session) {
     if (session.type() == HERON_CAMERA || session.type() == GLINT_CAMERA ||

@@ -13,6 +13,9 @@ namespace tavocam {
 // number 0 and tells the housing's; none when the camera has no sensor.
 std::optional<unsigned> chipSensor(const Session& session);
 
+// "-10.0 degrees Celsius"
+std::string degrees(double temperature);
+
 // Degrees Celsius; none when the camera answered without naming its kind of sensor. Throws Failure.
 std::optional<double> readTemperature(Session& session, unsigned sensor);
 

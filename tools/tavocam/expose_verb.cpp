@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+#include <cstring>
+#include <memory>
+#include <optional>
 #include <utility>
 
 #include "bayer.h"
 #include "cooling.h"
 #include "exposure.h"
+#include "failure.h"
 #include "family.h"
 #include "filter_wheel.h"
 #include "fits_file.h"
@@ -53,42 +57,25 @@ void describeRequest(Session& session, const ExposeRequest& request, const Expos
     description.dark = request.dark;
 }
 
-// Everything is checked before anything moves; cooling takes longest, so it starts first.
-void prepare(Environment& environment, Session& session, Progress& progress,
-             const ExposeRequest& request) {
-    if (request.filter)
-        checkFilter(readWheel(session), *request.filter);
-    if (request.temperature)
-        startCooling(session, *request.temperature);
-    if (request.filter) {
-        startFilter(session, *request.filter);
-        awaitFilter(environment, session, progress, *request.filter);
-    }
-    if (request.temperature)
-        awaitTemperature(environment, session, progress, *request.temperature,
-                         request.temperatureTimeout);
-}
-
 struct Taken {
     Frame frame;
     FrameDescription description;
 };
 
-// The camera is closed again when this returns: what follows may take its time.
-Taken take(const ExposeCommand& command, Environment& environment) {
-    Session session(environment, command.camera);
-    const SignalsDeferred deferred;
-    const ExposurePlan plan = planExposure(session.type(), session.capabilities(), command.request);
-    if (!command.quiet) {
-        for (const std::string& note : plan.notes)
-            environment.err << "tavocam: " << note << "\n";
-    }
-    checkRoom(command.outputs.fits, fileSize(plan));
+// From here on the cooler may be running.
+Taken settleAndExpose(const ExposeRequest& request, Environment& environment, Session& session,
+                      Progress& progress, const ExposurePlan& plan,
+                      const std::optional<WheelStatus>& wheel) {
     Frame empty = emptyFrame(session.camera(), plan);
-    Progress progress(environment, command.quiet);
-    prepare(environment, session, progress, command.request);
+    if (request.filter && wheel) {
+        startFilter(session, *wheel, *request.filter);
+        awaitFilter(environment, session, progress, *request.filter);
+    }
+    if (request.temperature)
+        awaitTemperature(environment, session, progress, *request.temperature,
+                         request.temperatureTimeout);
     Taken taken;
-    describeRequest(session, command.request, plan, taken.description);
+    describeRequest(session, request, plan, taken.description);
     describeState(session, taken.description);
     Exposure exposure = expose(environment, session, progress, plan, std::move(empty));
     taken.frame = std::move(exposure.frame);
@@ -96,6 +83,59 @@ Taken take(const ExposeCommand& command, Environment& environment) {
     taken.description.exposure = exposure.seconds;
     taken.description.comments = std::move(exposure.comments);
     return taken;
+}
+
+// Everything is checked before anything moves; cooling takes longest, so it starts first.
+Taken take(const ExposeCommand& command, Environment& environment, Session& session) {
+    const ExposeRequest& request = command.request;
+    const ExposurePlan plan = planExposure(session.type(), session.capabilities(), request);
+    if (!command.quiet) {
+        for (const std::string& note : plan.notes)
+            environment.err << "tavocam: " << note << "\n";
+    }
+    checkRoom(command.outputs, fileSize(plan));
+    const auto wheel = request.filter ? std::optional(readWheel(session)) : std::nullopt;
+    if (wheel)
+        checkFilter(*wheel, *request.filter);
+    checkInterrupt(environment);
+    if (request.temperature)
+        startCooling(session, *request.temperature);
+    Progress progress(environment, command.quiet);
+    try {
+        return settleAndExpose(request, environment, session, progress, plan, wheel);
+    } catch (const Failure& failure) {
+        if (!request.temperature)
+            throw;
+        throw Failure(failure.exitCode,
+                      text(failure.what(), "; the cooler goes on cooling to ",
+                           degrees(*request.temperature), ": switch it off with tavocam warm"));
+    }
+}
+
+// The camera is closed again when this returns: what follows may take its time.
+Taken takeAndClose(const ExposeCommand& command, Environment& environment,
+                   std::unique_ptr<Session> session) {
+    return take(command, environment, *session);
+}
+
+std::string describe(const OutputRequest& outputs) {
+    return outputs.preview ? text(outputs.fits, " and ", *outputs.preview) : outputs.fits;
+}
+
+// A signal that came too late to stop the files.
+void checkLateInterrupt(const OutputRequest& outputs, const Environment& environment) {
+    if (const int signal = environment.pendingSignal())
+        throw Failure(kSignalBase + signal,
+                      text("interrupted (", strsignal(signal),
+                           ") after the exposure; files written: ", describe(outputs)));
+}
+
+// A pipe that nobody reads or a full disk: the files are safe all the same.
+void checkOut(const OutputRequest& outputs, const Environment& environment) {
+    if (!environment.out)
+        throw Failure(kCannotWrite, text("the summary cannot be written to standard output: give "
+                                         "it another place or use --quiet; files written: ",
+                                         describe(outputs)));
 }
 
 std::string summary(const std::string& path, const Taken& taken) {
@@ -113,7 +153,11 @@ std::string summary(const std::string& path, const Taken& taken) {
 
 void runVerb(const ExposeCommand& command, Environment& environment) {
     checkOutputs(command.outputs);
-    const Taken taken = take(command, environment);
+    checkInterrupt(environment);
+    auto session = std::make_unique<Session>(environment, command.camera, command.quiet);
+    // Until the files are complete: a frame that has been read out is not given up.
+    const SignalsDeferred deferred;
+    const Taken taken = takeAndClose(command, environment, std::move(session));
     const auto fits = encodeFits(taken.frame, taken.description);
     std::vector<std::byte> preview;
     if (command.outputs.preview)
@@ -121,6 +165,8 @@ void runVerb(const ExposeCommand& command, Environment& environment) {
     writeOutputs(command.outputs, fits, preview);
     if (!command.quiet)
         environment.out << summary(command.outputs.fits, taken) << std::flush;
+    checkLateInterrupt(command.outputs, environment);
+    checkOut(command.outputs, environment);
 }
 
 } // namespace tavocam

@@ -49,15 +49,19 @@ double readoutShare(TavoCamera& camera, double seconds) {
     return asked - camera.delay(asked) / 1e6;
 }
 
-void exposeTimed(Environment& environment, TavoCamera& camera, CAMERA_TYPE type,
+void exposeTimed(Environment& environment, Session& session, Progress& progress,
                  const ExposurePlan& plan, Exposure& exposure) {
+    TavoCamera& camera = session.camera();
     RunningExposure running(environment, camera);
     const auto& [x, y, width, height] = plan.window;
+    constexpr double kWorthTelling = 1; // seconds; the camera tells nothing until it is done
+    if (plan.seconds > kWorthTelling)
+        progress.show(text("exposing for ", plan.seconds, " s"));
     const auto before = environment.clock.utc();
     if (!camera.readCCD(x, y, width, height, plan.binning.x, plan.binning.y, plan.seconds))
         throw Failure(kCameraFailed, text("the camera refused the exposure: ", lastError(camera)));
     running.keepForReadout();
-    exposure.seconds = timedExposure(type, plan.seconds);
+    exposure.seconds = timedExposure(session.type(), plan.seconds);
     // The request returns when the exposure is over; a register-mapped camera's returns sooner.
     exposure.start = std::max(before, environment.clock.utc() - clockDuration(exposure.seconds));
 }
@@ -124,7 +128,7 @@ Exposure expose(Environment& environment, Session& session, Progress& progress,
     Exposure exposure;
     exposure.frame = std::move(frame);
     if (plan.timed)
-        exposeTimed(environment, camera, session.type(), plan, exposure);
+        exposeTimed(environment, session, progress, plan, exposure);
     else
         exposeLong(environment, camera, progress, plan, exposure);
     fetch(camera, exposure.frame);

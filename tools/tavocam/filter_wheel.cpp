@@ -10,6 +10,11 @@ namespace {
 constexpr double kWheelTimeout = 60;   // seconds; a full turn takes a fraction of that
 constexpr double kPollInterval = 0.25; // seconds
 
+std::string describe(const WheelStatus& status) {
+    return text("wheel has ", status.filterCount, " positions, which it counts from 0 or 1, and ",
+                "stands at ", status.current);
+}
+
 } // namespace
 
 WheelStatus readWheel(Session& session) {
@@ -24,16 +29,14 @@ WheelStatus readWheel(Session& session) {
 void checkFilter(const WheelStatus& status, unsigned filter) {
     if (filter > status.filterCount)
         throw Failure(kUsage,
-                      text("there is no filter ", filter, ": this wheel has ", status.filterCount,
-                           " positions, so --filter takes 0 to ", status.filterCount,
-                           " as the camera counts them (now at ", status.current, ")"));
+                      text("there is no filter ", filter, ": the camera's ", describe(status)));
 }
 
-void startFilter(Session& session, unsigned filter) {
+void startFilter(Session& session, const WheelStatus& status, unsigned filter) {
     if (!session.camera().setFilter(filter))
         throw Failure(kCameraFailed,
-                      text("the camera refused filter ", filter, ": ", lastError(session.camera()),
-                           "; tavocam info tells the wheel's positions"));
+                      text("the camera refused filter position ", filter, " (",
+                           lastError(session.camera()), "); its ", describe(status)));
 }
 
 void awaitFilter(Environment& environment, Session& session, Progress& progress, unsigned filter) {

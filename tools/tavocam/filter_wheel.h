@@ -21,8 +21,8 @@ WheelStatus readWheel(Session& session);
 // from 1 is the camera's, so both ends are left to it.
 void checkFilter(const WheelStatus& status, unsigned filter);
 
-// Starts a move; throws Failure.
-void startFilter(Session& session, unsigned filter);
+// Starts a move of a wheel with that status; throws Failure.
+void startFilter(Session& session, const WheelStatus& status, unsigned filter);
 
 // Waits until the wheel stands at the filter. Throws Failure after a time-out and after a signal.
 void awaitFilter(Environment& environment, Session& session, Progress& progress, unsigned filter);

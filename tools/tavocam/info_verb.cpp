@@ -145,7 +145,7 @@ void reportGain(Report& report, Session& session) {
 } // namespace
 
 void runVerb(const InfoCommand& command, Environment& environment) {
-    Session session(environment, command.camera);
+    Session session(environment, command.camera, false);
     Report report(environment.out);
     reportIdentity(report, session);
     reportCapabilities(report, session.capabilities());

@@ -2,20 +2,27 @@
 #include "interrupt.h"
 
 #include <atomic>
+#include <string_view>
+
 #include <unistd.h>
 
 namespace tavocam {
 namespace {
 
 std::atomic<int> remembered{0};
-std::atomic<bool> deferred{false};
-static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+std::atomic<int> deferrals{0};
+static_assert(std::atomic<int>::is_always_lock_free,
               "a signal handler may touch lock-free objects only");
 
 extern "C" void onSignal(int signal) {
-    const bool second = remembered.exchange(signal) != 0;
-    if (second || !deferred)
-        _exit(128 + signal);
+    int none = 0;
+    remembered.compare_exchange_strong(none, signal);
+    if (deferrals > 0)
+        return;
+    constexpr std::string_view kMessage = "\ntavocam: interrupted\n";
+    // The process ends whether or not somebody can still read this.
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kMessage.data(), kMessage.size());
+    _exit(128 + signal);
 }
 
 void handle(int signal, struct sigaction& former) {
@@ -41,26 +48,15 @@ SignalHandlers::~SignalHandlers() {
     sigaction(SIGINT, &formerInterrupt, nullptr);
     sigaction(SIGTERM, &formerTerminate, nullptr);
     sigaction(SIGHUP, &formerHangUp, nullptr);
+    remembered = 0;
 }
 
 SignalsDeferred::SignalsDeferred() {
-    deferred = true;
+    ++deferrals;
 }
 
 SignalsDeferred::~SignalsDeferred() {
-    deferred = false;
-}
-
-SignalsBlocked::SignalsBlocked() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        sigaddset(&signals, signal);
-    pthread_sigmask(SIG_BLOCK, &signals, &former);
-}
-
-SignalsBlocked::~SignalsBlocked() {
-    pthread_sigmask(SIG_SETMASK, &former, nullptr);
+    --deferrals;
 }
 
 int rememberedSignal() {

@@ -6,9 +6,9 @@
 
 namespace tavocam {
 
-// Catches SIGINT, SIGTERM and SIGHUP while it lives. Unless signals are deferred, a signal ends
-// the process at once with exit code 128 plus its number: opening a camera can block without end,
-// and the kernel closes the device.
+// Catches SIGINT, SIGTERM and SIGHUP while it lives. Unless signals are deferred, a signal says so
+// on standard error and ends the process at once with exit code 128 plus its number: opening a
+// camera can block without end, and the kernel closes the device.
 class SignalHandlers {
 public:
     SignalHandlers();
@@ -22,8 +22,10 @@ private:
     struct sigaction formerHangUp {};
 };
 
-// While it lives the first signal is only remembered, so that an exposure can be aborted and the
-// shutter closed; a second signal ends the process at once.
+// While one lives, in any thread, signals are only remembered: an exposure can be aborted and the
+// shutter closed, and a file that is being written is finished. Blocking them instead would serve
+// one thread only, and libraries have threads of their own. Whoever defers asks for the remembered
+// signal afterwards.
 class SignalsDeferred {
 public:
     SignalsDeferred();
@@ -32,19 +34,7 @@ public:
     SignalsDeferred& operator=(const SignalsDeferred&) = delete;
 };
 
-// Holds all of these signals back, also a second one: a file is being written.
-class SignalsBlocked {
-public:
-    SignalsBlocked();
-    ~SignalsBlocked();
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t former{};
-};
-
-// The remembered signal, 0 when there was none.
+// The first of the remembered signals, 0 when there was none.
 int rememberedSignal();
 
 } // namespace tavocam

@@ -31,18 +31,35 @@ void checkTarget(const std::string& path, bool overwrite) {
             text(path, " is not a regular file and is not replaced: choose another name"));
 }
 
+// Where a file of that name will be written.
+std::string targetOf(const std::string& path, bool overwrite) {
+    return overwrite ? followLinks(path) : path;
+}
+
 void checkPath(const std::string& path, bool overwrite) {
     std::error_code error;
     if (path.empty() || path.back() == '/' || fs::is_directory(path, error))
         throw Failure(kCannotWrite, text("\"", path, "\" is no file name: name a file to write"));
-    const std::string directory = directoryOf(path);
+    const std::string target = targetOf(path, overwrite);
+    const std::string directory = directoryOf(target);
     if (!fs::is_directory(directory, error))
         throw Failure(kCannotWrite, text("cannot write ", path, ": there is no directory ",
                                          directory, "; create it first"));
-    checkTarget(path, overwrite);
-    if (const std::error_code refusal = probeDirectory(path))
+    checkTarget(target, overwrite);
+    if (const std::error_code refusal = probeDirectory(target))
         throw Failure(kCannotWrite, text("cannot write into the directory ", directory, ": ",
                                          refusal.message(), "; choose another one or change this"));
+}
+
+// The same for every way to write a path whose directory exists.
+fs::path uniqueName(const std::string& path, bool overwrite) {
+    const std::string target = targetOf(path, overwrite);
+    std::error_code error;
+    const fs::path directory = fs::canonical(directoryOf(target), error);
+    if (error)
+        throw Failure(kCannotWrite, text("cannot write ", path, ": ", error.message(),
+                                         "; choose another directory"));
+    return directory / fs::path(target).filename();
 }
 
 // Another free name for a frame: beside the wished one or, when that disk fails, in the directory
@@ -74,12 +91,13 @@ void checkOutputs(const OutputRequest& outputs) {
     if (!outputs.preview)
         return;
     checkPath(*outputs.preview, outputs.overwrite);
-    std::error_code error;
-    if (fs::weakly_canonical(outputs.fits, error) == fs::weakly_canonical(*outputs.preview, error))
+    if (uniqueName(outputs.fits, outputs.overwrite) ==
+        uniqueName(*outputs.preview, outputs.overwrite))
         throw Failure(kUsage, "the frame and its preview have the same name: choose two");
 }
 
-void checkRoom(const std::string& path, std::uint64_t bytes) {
+void checkRoom(const OutputRequest& outputs, std::uint64_t bytes) {
+    const std::string path = targetOf(outputs.fits, outputs.overwrite);
     struct statvfs disk {};
     if (statvfs(directoryOf(path).c_str(), &disk) != 0)
         return; // no reason to refuse; writing will tell

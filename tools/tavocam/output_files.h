@@ -13,8 +13,8 @@ namespace tavocam {
 // Throws Failure when a file could not be written later, so that no exposure is lost to it.
 void checkOutputs(const OutputRequest& outputs);
 
-// Throws Failure when the file's disk has no room for that many bytes.
-void checkRoom(const std::string& path, std::uint64_t bytes);
+// Throws Failure when the disk of the frame's file has no room for that many bytes.
+void checkRoom(const OutputRequest& outputs, std::uint64_t bytes);
 
 // Writes the frame's file and, when asked for, its preview. A frame that cannot have its name is
 // saved under another one; Failure then tells which.

@@ -14,8 +14,9 @@ namespace tavocam {
 class Session {
 public:
     // Opens one of the listed cameras: the only one, or the one that `choice` tells by its index,
-    // its name or its serial number. Throws Failure.
-    Session(Environment& environment, const std::optional<std::string>& choice);
+    // its name or its serial number. Says on the error stream what takes its time, unless quiet.
+    // Throws Failure.
+    Session(Environment& environment, const std::optional<std::string>& choice, bool quiet);
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;

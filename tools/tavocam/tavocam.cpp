@@ -26,6 +26,9 @@ struct Runner {
 int run(const std::vector<std::string>& arguments, Environment& environment) {
     try {
         std::visit(Runner{environment}, parseCommandLine(arguments));
+        if (!environment.out.flush())
+            throw Failure(kCannotWrite, "standard output cannot be written: make room on its disk "
+                                        "or give it another place");
         return kOk;
     } catch (const Failure& failure) {
         environment.err << "tavocam: " << failure.what() << "\n";

@@ -8,7 +8,7 @@
 namespace tavocam {
 
 void runVerb(const WarmCommand& command, Environment& environment) {
-    Session session(environment, command.camera);
+    Session session(environment, command.camera, false);
     if (!coolerIsControllable(session.type(), session.capabilities()))
         throw Failure(kUsage, text("this camera's cooler cannot be controlled (cooler: ",
                                    coolerName(session.capabilities().coolerType), ")"));
