@@ -37,7 +37,8 @@ TEST(Catalogue, TakesItsOptions) {
         {"serial", "4294967295"}, {"seed", "18446744073709551615"},
         {"ambient", "-12.5"},     {"shutter", "0"},
         {"wheel", "10"},          {"cooler", "onoff"},
-        {"guide", "1"},           {"colour", "3"}};
+        {"guide", "1"},           {"colour", "3"},
+        {"firmware", "required"}, {"firmware", "any"}};
     for (const auto& [name, value] : options)
         EXPECT_EQ(complaint("ridge-c", {{name, value}}), "") << name;
 }
@@ -52,7 +53,9 @@ TEST(Catalogue, SaysWhatWasWrongAndWhatIsAccepted) {
               "setpoint");
     EXPECT_EQ(complaint("ridge-c", {{"size", "1"}}),
               "unknown option \"size\" of ridge-c; there are serial, seed, ambient, shutter, "
-              "wheel, cooler, guide, colour");
+              "wheel, cooler, guide, colour, firmware");
+    EXPECT_EQ(complaint("ridge-c", {{"firmware", "yes"}}),
+              "option firmware=yes is not accepted: firmware takes any or required");
     for (const char* value : {"", "-1", "7x", "4294967296", " 1"})
         EXPECT_NE(complaint("ridge-c", {{"serial", value}}), "") << value;
     for (const char* value : {"nan", "inf", "51", "1,5", ""})

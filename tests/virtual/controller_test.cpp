@@ -29,11 +29,11 @@ TEST(Descriptors, DescribeTheFourPipesOnAlternateSettingOne) {
     EXPECT_EQ(bytes[pipes + 5], 0x02); // 512 bytes, high byte
 }
 
-TEST(Descriptors, AreAnsweredOverTheControlPipeAndCutToTheLength) {
+TEST(Descriptors, TextsAreAnsweredOverTheControlPipeAndCutToTheLength) {
     RawHost host;
-    const Reply reply = host.device().controlIn({0x80, 6, 0x0100, 0, 8});
+    const Reply reply = host.device().controlIn({0x80, 6, 0x0301, 0x0409, 8});
     EXPECT_EQ(reply.outcome, Outcome::done);
-    EXPECT_EQ(reply.data.size(), 8U);
+    EXPECT_EQ(reply.data, (Bytes{10, 3, 'T', 0, 'a', 0, 'v', 0}));
     EXPECT_EQ(host.device().controlIn({0x80, 6, 0x0307, 0x0409, 255}).outcome, Outcome::stalled);
 }
 
@@ -213,14 +213,14 @@ TEST(ParallelLink, GivesALongReadInThePiecesTheHostAsksFor) {
     EXPECT_EQ(host.device().bulkIn(0x88, 1).outcome, Outcome::nothing);
 }
 
-TEST(Controller, ForgetsTheLinkWhenItIsHeldAgain) {
+TEST(Controller, ForgetsTheExposureWhenItIsHeldAgain) {
     RawHost host;
     host.bringUp();
-    ASSERT_TRUE(host.command(54));
+    host.expose(1.0);
     host.start();
-    EXPECT_FALSE(host.command(80, {1}));
-    host.loadTable(ridgeTable());
-    EXPECT_EQ(host.ask(80, {5}, 2), (Bytes{6, 0})); // and not the answer to command 54
+    host.readOutCommand(0, 1, 0, 0, 10, 10);
+    EXPECT_TRUE(host.logged("nothing has been exposed"));
+    EXPECT_FALSE(host.linkRead(1));
 }
 
 TEST(Controller, DropsWhatWasQueuedForTheLinkWhenItIsHeldAgain) {
@@ -249,6 +249,7 @@ TEST(Controller, IsBareAfterAReset) {
     EXPECT_FALSE(host.request(kReadPorts, {}, 5));
     host.start();
     EXPECT_TRUE(host.request(kReadPorts, {}, 5));
+    EXPECT_FALSE(host.command(80, {1})) << "the link has lost its table";
 }
 
 } // namespace tavo::virtualcamera::test

@@ -50,6 +50,10 @@ public:
         Bytes arguments = bytes(number == 6 ? 16 : 2);
         if (number == 6 && below(4) != 0)
             arguments.resize(16);
+        if (arguments.size() == 16 && below(4) != 0) {
+            arguments[14] = 0x43;
+            arguments[15] = 0;
+        }
         if (number == 2)
             arguments = {static_cast<std::uint8_t>(below(2)), 0};
         return {number, arguments};

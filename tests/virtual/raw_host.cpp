@@ -49,15 +49,38 @@ Outcome RawHost::writeMemory(std::uint16_t address, const Bytes& data) {
                               data);
 }
 
-void RawHost::start() {
+void RawHost::release() {
     camera->setAlternateSetting(0, 1);
     writeMemory(0xE600, {1});
     writeMemory(0xE600, {0});
 }
 
+void RawHost::start() {
+    release();
+    setPort0(0x9F, 0x80);
+    setI2cTimeout(50);
+}
+
+bool RawHost::setPort0(std::uint8_t directions, std::uint8_t states) {
+    return request({2, 0, 0, 0, 0, 0, 0, 0}, {0x00, directions, 0xFF, 0, 0xFF, 0, 0xFF, 0, 0xFF, 0},
+                   0) &&
+           request({1, 0, 0, 0, 0, 0, 0, 0},
+                   {0x00, states, 0xFF, 0, 0xFF, 0, 0xFF, 0, 0xFF, 0, 0, 0, 0, 0, 0, 0}, 0);
+}
+
+bool RawHost::setLinkTimeout(std::uint16_t milliseconds) {
+    return request({12, 0, 0, 0, byteOf(milliseconds, 0), byteOf(milliseconds, 1), 0, 0}, {}, 0)
+        .has_value();
+}
+
+bool RawHost::setI2cTimeout(std::uint16_t milliseconds) {
+    return request({12, 0, 0, 1, byteOf(milliseconds, 0), byteOf(milliseconds, 1), 0, 0}, {}, 0)
+        .has_value();
+}
+
 void RawHost::bringUp() {
     start();
-    request({12, 0, 0x00, 0, 0xE8, 0x03, 0, 0}, {}, 0);
+    setLinkTimeout(1000);
     loadTable(ridgeTable());
     command(44);
     while (true) {
@@ -70,6 +93,7 @@ void RawHost::bringUp() {
 std::optional<Bytes> RawHost::request(const Bytes& header, const Bytes& payload,
                                       std::uint32_t reply) {
     Bytes frame = header;
+    frame[1] = transaction++;
     for (int i = 0; i < 4; ++i)
         frame.push_back(byteOf(reply, i));
     for (int i = 0; i < 4; ++i)

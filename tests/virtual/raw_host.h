@@ -35,11 +35,17 @@ public:
 
     Outcome writeMemory(std::uint16_t address, const Bytes& data);
     // Alternate setting 1 and an empty firmware image.
+    void release();
+    // That, ports set up for the parallel link, and an I2C time-out.
     void start();
+    bool setPort0(std::uint8_t directions, std::uint8_t states);
+    bool setLinkTimeout(std::uint16_t milliseconds);
+    bool setI2cTimeout(std::uint16_t milliseconds);
     // Everything up to a running application.
     void bringUp();
 
-    // One framed request; the reply's data, or nothing when either part was refused.
+    // One framed request, numbered by the host; the reply's data, or nothing when either part was
+    // refused.
     std::optional<Bytes> request(const Bytes& header, const Bytes& payload, std::uint32_t reply);
     bool loadTable(const Bytes& table);
     std::optional<Bytes> readEeprom(std::uint8_t address, std::uint8_t length);
@@ -63,6 +69,7 @@ public:
 private:
     std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
     std::vector<std::string> lines;
+    std::uint8_t transaction = 0;
     std::unique_ptr<virtualusb::Device> camera;
 };
 

@@ -33,7 +33,6 @@ constexpr std::uint8_t kMemoryRequest = 0xA0;
 constexpr std::uint8_t kVendorOut = 0x40;
 constexpr std::uint8_t kVendorIn = 0xC0;
 constexpr std::uint8_t kTypeMask = 0x60;
-constexpr std::uint8_t kDirectionIn = 0x80;
 
 Eeprom::Image eepromImage(const Model& model) {
     constexpr std::size_t kProductId = 3;
@@ -70,10 +69,13 @@ InstrumentParts partsOf(const Model& model) {
             .seed = model.seed};
 }
 
-// What a family puts at the far end of the parallel link, and the table that the link then needs.
+// What a family puts at the far end of the parallel link, the table that the link then needs, and
+// how port 0 must be driven for it.
 struct LinkEnd {
     std::unique_ptr<LinkTarget> firmware;
     std::span<const std::uint8_t> table;
+    std::uint8_t portDirections;
+    std::uint8_t portStates;
 };
 
 LinkEnd makeLinkEnd(const Model& model, Instrument& instrument, const Clock& clock, Fifo& fifo,
@@ -81,7 +83,7 @@ LinkEnd makeLinkEnd(const Model& model, Instrument& instrument, const Clock& clo
     switch (model.family) {
     case Family::ridge:
         return {std::make_unique<RidgeFirmware>(model, instrument, clock, fifo, journal),
-                ridgeLinkTable()};
+                ridgeLinkTable(), 0x9F, 0x80};
     }
     throw std::logic_error("a camera model without a family");
 }
@@ -93,7 +95,8 @@ public:
           instrument(partsOf(model), *clock),
           linkEnd(makeLinkEnd(model, instrument, *clock, fifo, journal)),
           link(*clock, fifo, *linkEnd.firmware, journal, linkEnd.table), eeprom(eepromImage(model)),
-          controller(i2c, link, journal) {
+          controller({linkEnd.portDirections, linkEnd.portStates, model.firmwareRequired}, i2c,
+                     link, journal) {
         i2c.attach(Eeprom::kBusAddress, eeprom);
     }
 
@@ -121,9 +124,7 @@ public:
     Reply controlIn(const SetupPacket& setup) override {
         if (setup.requestType == kVendorIn && setup.request == kMemoryRequest)
             return controller.readMemory(setup.value, setup.length);
-        if ((setup.requestType & kTypeMask) != 0 || (setup.requestType & kDirectionIn) == 0)
-            return {Outcome::stalled, {}};
-        return answerStandardRequest(identity, setup, alternateSetting);
+        return answerStringRequest(identity, setup);
     }
 
     Outcome bulkOut(std::uint8_t endpoint, std::span<const std::uint8_t> data) override {

@@ -42,6 +42,12 @@ bool parseSwitch(const std::string& option, const std::string& value) {
     return value == "1";
 }
 
+bool parseFirmware(const std::string& option, const std::string& value) {
+    if (value != "any" && value != "required")
+        refuse(option, value, "any or required");
+    return value == "required";
+}
+
 CoolerKind parseCooler(const std::string& option, const std::string& value) {
     static const std::map<std::string, CoolerKind> kinds{{"none", CoolerKind::none},
                                                          {"always", CoolerKind::alwaysOn},
@@ -92,6 +98,8 @@ const Option kOptions[] = {
     {"guide", [](Model& m, Text name, Text value) { m.hasGuidePort = parseSwitch(name, value); }},
     {"colour", [](Model& m, Text name,
                   Text value) { makeColour(m, parseNumber<unsigned>(name, value, 0, 3)); }},
+    {"firmware",
+     [](Model& m, Text name, Text value) { m.firmwareRequired = parseFirmware(name, value); }},
 };
 
 template <typename Range, typename Name>

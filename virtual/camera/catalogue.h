@@ -33,7 +33,12 @@ const std::vector<ModelInfo>& models();
 //   wheel=N           positions of the filter wheel, 0 to 10 (0: none)
 //   cooler=none|always|onoff|power|setpoint
 //   guide=0|1         guide port
+//   firmware=any|required
+//                     any (the default): the processor serves requests as soon as it was held and
+//                     let go, whatever its memory holds; required: only when at least one byte of
+//                     its memory was written since power-up
 //   colour=0|1|2|3    colour sensor with its first red pixel at (0,0), (0,1), (1,0) or (1,1)
+// Temperature sensor 1 is on the chip and 2 on the heat sink; number 0 answers as the chip.
 // Throws std::invalid_argument with a text for the user.
 std::unique_ptr<virtualusb::Device> makeCamera(const std::string& key,
                                                const std::map<std::string, std::string>& options,

@@ -44,6 +44,8 @@ std::span<const Model> modelTable() {
             .describedHeight = 3608,
             .wellCapacity = 42000,
             .pixelsPerSecond = 8.0e6,
+            // Shifts the whole sensor into its frame buffer first, longer than commands may take.
+            .readoutLatency = 2500 * kMillisecond,
             .filterCount = 7,
             .serial = 150001,
         },

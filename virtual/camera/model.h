@@ -3,6 +3,7 @@
 // The data that make one camera model differ from another of its family.
 #pragma once
 
+#include "../controller/clock.h"
 #include "../sky/sensor.h"
 #include "cooler.h"
 
@@ -31,6 +32,8 @@ struct Model {
     unsigned wellCapacity; // electrons
     unsigned maxBin = 4;
     double pixelsPerSecond; // of the digitiser
+    // From the readout command, or the end of a timed exposure, to the first pixel.
+    Microseconds readoutLatency = 2 * kMillisecond;
     bool hasShutter = true;
     bool hasGuidePort = true;
     unsigned filterCount = 0;
@@ -41,6 +44,7 @@ struct Model {
     double ambient = 20.0; // degrees Celsius
     std::uint32_t serial = 1;
     std::uint64_t seed = 1;
+    bool firmwareRequired = false;            // the processor does nothing without
     std::optional<unsigned> colourPhase = {}; // 0 to 3, by the place of the first red pixel
 };
 

@@ -114,7 +114,7 @@ void RidgeFirmware::reply(std::initializer_list<unsigned> words, Microseconds de
     std::vector<std::uint8_t> bytes;
     for (const unsigned word : words)
         appendU16le(bytes, word);
-    fifo.put(std::move(bytes), clock.now() + delay);
+    answer(std::move(bytes), clock.now() + delay);
 }
 
 // A word a character, closed by a zero word.
@@ -123,7 +123,14 @@ void RidgeFirmware::replyText(const std::string& text) {
     for (const char character : text)
         appendU16le(bytes, static_cast<unsigned char>(character));
     appendU16le(bytes, 0);
-    fifo.put(std::move(bytes), clock.now());
+    answer(std::move(bytes), clock.now());
+}
+
+void RidgeFirmware::answer(std::vector<std::uint8_t> bytes, Microseconds readyAt) {
+    const std::size_t size = bytes.size();
+    if (!fifo.put(std::move(bytes), readyAt))
+        journal("camera: the FIFO is full of answers that no one has read, ", size,
+                " bytes are lost");
 }
 
 void RidgeFirmware::acknowledge(bool done) {

@@ -16,6 +16,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace tavo::virtualcamera {
 
@@ -49,6 +50,7 @@ private:
     void dispatch(const Handler& handler, Arguments arguments);
     void reply(std::initializer_list<unsigned> words, Microseconds delay = 0);
     void replyText(const std::string& text);
+    void answer(std::vector<std::uint8_t> bytes, Microseconds readyAt);
     void acknowledge(bool done);
 
     void ping(Arguments arguments);

@@ -14,8 +14,9 @@ namespace {
 constexpr unsigned kCodeInMicroseconds = 0x0400;
 constexpr unsigned kPreview = 0x0100;
 constexpr unsigned kDark = 0x1000;
+constexpr unsigned kAlwaysSet = 0x0043;
+constexpr unsigned kLongestMilliseconds = 3000;
 
-constexpr Microseconds kReadoutLatency = 2 * kMillisecond;
 constexpr double kPreviewSpeed = 2.0;
 constexpr double kPreviewNoise = 2.0;
 
@@ -29,8 +30,10 @@ struct RidgeFirmware::Readout {
     bool timed() const { return code != 0; }
     bool preview() const { return (flags & kPreview) != 0; }
     bool dark() const { return (flags & kDark) != 0; }
-    double seconds() const {
-        return code * ((flags & kCodeInMicroseconds) != 0 ? 0.000001 : 0.001);
+    bool inMicroseconds() const { return (flags & kCodeInMicroseconds) != 0; }
+    double seconds() const { return code * (inMicroseconds() ? 0.000001 : 0.001); }
+    unsigned knownFlags() const {
+        return kAlwaysSet | kPreview | (timed() ? kCodeInMicroseconds | kDark : 0);
     }
 };
 
@@ -96,12 +99,23 @@ bool RidgeFirmware::acceptable(const Readout& readout) const {
     const Window& window = readout.window;
     const auto binFits = [this](unsigned bin) { return bin >= 1 && bin <= model.maxBin; };
     const char* problem = nullptr;
-    if (!binFits(window.binX) || !binFits(window.binY))
+    if ((readout.flags & kAlwaysSet) != kAlwaysSet)
+        problem = "the flags lack some of 0x0043";
+    else if ((readout.flags & ~readout.knownFlags()) != 0)
+        problem = readout.timed() ? "the flags hold more than 0x0043, 0x0100, 0x0400 and 0x1000"
+                                  : "the flags of an exposure that the host has timed hold more "
+                                    "than 0x0043 and 0x0100";
+    else if (!readout.inMicroseconds() && readout.code > kLongestMilliseconds)
+        problem = "the code is above 3000 ms";
+    else if (!binFits(window.binX) || !binFits(window.binY))
         problem = "the binning is not offered";
     else if (window.columns() == 0 || window.rows() == 0)
         problem = "the window is empty";
     else if (readout.timed() ? stage != Stage::exposing : stage != Stage::exposed)
-        problem = readout.timed() ? "the sensor has not been prepared" : "nothing has been exposed";
+        problem = !readout.timed()          ? "nothing has been exposed"
+                  : stage == Stage::exposed ? "the host has timed the exposure, so that the code "
+                                              "must be 0"
+                                            : "the sensor has not been prepared";
     if (problem)
         journal("camera: no data, ", problem);
     return problem == nullptr;
@@ -129,9 +143,9 @@ void RidgeFirmware::readOut(Arguments arguments) {
                           .flags = u16le(arguments, 14)};
     const Window& window = readout.window;
     journal("command 6 read out: code ", readout.code,
-            !readout.timed()                             ? ""
-            : (readout.flags & kCodeInMicroseconds) != 0 ? " us"
-                                                         : " ms",
+            !readout.timed()           ? ""
+            : readout.inMicroseconds() ? " us"
+                                       : " ms",
             ", bin ", window.binX, "x", window.binY, ", window ", window.x, ",", window.y, " ",
             window.width, "x", window.height, readout.preview() ? ", preview" : "",
             readout.dark() ? ", dark" : "", ", flags ", hex(readout.flags, 4));
@@ -143,7 +157,7 @@ void RidgeFirmware::readOut(Arguments arguments) {
     if (readout.preview())
         exposure->readNoiseFactor = kPreviewNoise;
     const double pace = model.pixelsPerSecond * (readout.preview() ? kPreviewSpeed : 1.0);
-    const auto start = clock.now() + kReadoutLatency +
+    const auto start = clock.now() + model.readoutLatency +
                        static_cast<Microseconds>(readout.seconds() * double{kSecond});
     journal("camera: image of ", window.columns(), "x", window.rows(), " pixels on its way");
     constexpr double kBytesPerPixel = 2.0;

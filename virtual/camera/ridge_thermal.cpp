@@ -20,7 +20,8 @@ constexpr unsigned kWarmingUp = 0x20;
 // A set-cooling value with this high byte is a power level and no temperature.
 constexpr unsigned kPowerLevel = 0xFF;
 
-constexpr unsigned kSensorCount = 2;   // on the sensor and on the heat sink
+// 1 is the chip and 2 the heat sink; hosts that count from 0 get the chip for number 0, too.
+constexpr unsigned kSensorCount = 2;
 constexpr unsigned kTwelveBit = 2;     // kind of temperature reading
 constexpr double kReadingSpan = 330.0; // degrees over the whole range of a reading
 constexpr double kReadingZero = -60.0; // degrees at reading 0

@@ -16,35 +16,62 @@ namespace {
 
 constexpr std::size_t kMemorySize = 0x10000;
 constexpr std::uint16_t kCpuControl = 0xE600;
-constexpr std::size_t kPortStateBytes = 16;
 constexpr std::uint8_t kLongTableFlag = 0x80;
-constexpr std::size_t kLongTable = 172;
-constexpr std::size_t kShortTable = 152;
+constexpr std::uint32_t kLongTable = 172;
+constexpr std::uint32_t kShortTable = 152;
+
+constexpr std::uint32_t kMostBytes = 65536;
+constexpr NumberRange kZero{0, 0};
+constexpr NumberRange kAnyWord{0, 0xFFFF};
 
 } // namespace
 
+// Direction flag, sub-code, A, B, payload and reply.
 const Controller::Handler Controller::kHandlers[] = {
-    {1, "set port states", &Controller::setPortStates},
-    {2, "set port directions", &Controller::setPortDirections},
-    {3, "read ports", &Controller::getPortLevels},
-    {4, "I2C transfer", &Controller::transferI2c},
-    {5, "set I2C speed", &Controller::setI2cSpeed},
-    {8, "load parallel link table", &Controller::loadLinkTable},
-    {9, "parallel link read", &Controller::readLink},
-    {10, "parallel link write", &Controller::writeLink},
-    {12, "set time-out", &Controller::setTimeout},
+    {1,
+     "set port states",
+     {false, kZero, kZero, kZero, {16, 16}, kZero},
+     &Controller::setPortStates},
+    {2,
+     "set port directions",
+     {false, kZero, kZero, kZero, {10, 10}, kZero},
+     &Controller::setPortDirections},
+    {3, "read ports", {false, kZero, kZero, kZero, kZero, {5, 5}}, &Controller::getPortLevels},
+    {4,
+     "I2C transfer",
+     {true, kZero, kZero, {1, 1}, {1, kMostBytes}, {0, kMostBytes}},
+     &Controller::transferI2c},
+    {5, "set I2C speed", {false, {0, 0xFF}, kZero, kZero, kZero, kZero}, &Controller::setI2cSpeed},
+    {8,
+     "load parallel link table",
+     {true, kZero, kZero, kZero, {kShortTable, kLongTable}, kZero},
+     &Controller::loadLinkTable},
+    {9,
+     "parallel link read",
+     {false, kZero, kAnyWord, kAnyWord, kZero, kZero},
+     &Controller::readLink},
+    {10, "parallel link write", {true, kZero, kZero, kZero, kZero, kZero}, &Controller::writeLink},
+    {12, "set time-out", {false, {0, 1}, kAnyWord, kZero, kZero, kZero}, &Controller::setTimeout},
 };
 
-Controller::Controller(I2cBus& i2c_, ParallelLink& link_, Journal journal_)
-    : i2c(i2c_), link(link_), journal(std::move(journal_)), memory(kMemorySize) {}
+Controller::Controller(const ControllerTraits& traits_, I2cBus& i2c_, ParallelLink& link_,
+                       Journal journal_)
+    : traits(traits_), i2c(i2c_), link(link_), journal(std::move(journal_)), memory(kMemorySize) {}
 
 void Controller::powerUp() {
     cpu = Cpu::bare;
     std::fill(memory.begin(), memory.end(), std::uint8_t{0});
+    firmwareWritten = false;
+    restart();
+    link.powerUp();
+}
+
+void Controller::restart() {
     ports = {};
     pendingReply.clear();
     replyRefused = false;
-    link.reset();
+    lastTransaction.reset();
+    i2cTimeout = 0;
 }
 
 Outcome Controller::writeMemory(std::uint16_t address, std::span<const std::uint8_t> data) {
@@ -54,10 +81,13 @@ Outcome Controller::writeMemory(std::uint16_t address, std::span<const std::uint
         return Outcome::stalled;
     }
     std::copy(data.begin(), data.end(), memory.begin() + address);
-    if (address <= kCpuControl && kCpuControl < address + data.size())
-        controlCpu(memory[kCpuControl]);
-    else
+    const bool reachesCpu = address <= kCpuControl && kCpuControl < address + data.size();
+    if (!reachesCpu || data.size() > 1) {
+        firmwareWritten = true;
         journal("controller: ", data.size(), " bytes of firmware at ", hex(address, 4));
+    }
+    if (reachesCpu)
+        controlCpu(memory[kCpuControl]);
     return Outcome::done;
 }
 
@@ -71,11 +101,12 @@ Reply Controller::readMemory(std::uint16_t address, std::uint16_t length) const 
 void Controller::controlCpu(std::uint8_t value) {
     if ((value & 1) != 0) {
         journal("controller: CPU held in reset");
-        ports = {};
-        pendingReply.clear();
-        replyRefused = false;
+        restart();
         link.reset();
         cpu = Cpu::held;
+    } else if (cpu == Cpu::held && traits.firmwareRequired && !firmwareWritten) {
+        journal("controller: no firmware: the processor does nothing");
+        cpu = Cpu::bare;
     } else if (cpu == Cpu::held) {
         journal("controller: CPU released, firmware runs");
         cpu = Cpu::running;
@@ -100,12 +131,37 @@ Outcome Controller::request(std::span<const std::uint8_t> bytes) {
         journal("controller: unknown request ", unsigned{parsed->code}, " is refused");
         return Outcome::stalled;
     }
+    followTransactions(parsed->transaction);
     Bytes data;
-    const Verdict verdict = (this->*handler->serve)(*parsed, data);
-    if (verdict == Verdict::malformed)
-        journal("controller: malformed request ", unsigned{parsed->code}, " (", handler->name,
-                ") is refused: ", hexDump(bytes));
+    const Verdict verdict = serve(*handler, *parsed, data);
     return answer(*parsed, verdict, data);
+}
+
+// A host with several cameras may well share one count among them, so a gap is no error.
+void Controller::followTransactions(std::uint8_t number) {
+    const std::optional<std::uint8_t> last = std::exchange(lastTransaction, number);
+    if (last && number != lowByte(*last + 1U))
+        journal("controller: transaction ", unsigned{number}, " follows ", unsigned{*last},
+                ", there is a gap");
+}
+
+Controller::Verdict Controller::serve(const Handler& handler, const FramedRequest& request,
+                                      Bytes& answer) {
+    const std::string problem = violation(handler.form, request);
+    return problem.empty() ? (this->*handler.serve)(request, answer)
+                           : malformed(request, handler.name, problem);
+}
+
+Controller::Verdict Controller::malformed(const FramedRequest& request, const char* name,
+                                          const std::string& problem) {
+    journal("controller: malformed request ", unsigned{request.code}, " (", name, ") is refused, ",
+            problem);
+    return Verdict::malformed;
+}
+
+void Controller::portsChanged() {
+    link.enable(ports.outputDirections()[0] == traits.linkDirections &&
+                ports.outputStates()[0] == traits.linkStates);
 }
 
 Outcome Controller::answer(const FramedRequest& request, Verdict verdict, const Bytes& data) {
@@ -133,24 +189,25 @@ Reply Controller::readReply(std::uint32_t limit) {
 }
 
 Controller::Verdict Controller::setPortStates(const FramedRequest& request, Bytes&) {
-    if (request.payload.size() != kPortStateBytes || request.replyLength != 0)
-        return Verdict::malformed;
+    const auto trailer = request.payload.subspan(Ports::kPairBytes);
+    if (std::any_of(trailer.begin(), trailer.end(), [](std::uint8_t byte) { return byte != 0; }))
+        return malformed(request, "set port states",
+                         "the six bytes after the pairs are " + hexDump(trailer) +
+                             ", accepted is 0");
     ports.changeStates(request.payload.first(Ports::kPairBytes));
+    portsChanged();
     journal("controller: port states are now ", hexDump(ports.outputStates()));
     return Verdict::accepted;
 }
 
 Controller::Verdict Controller::setPortDirections(const FramedRequest& request, Bytes&) {
-    if (request.payload.size() != Ports::kPairBytes || request.replyLength != 0)
-        return Verdict::malformed;
     ports.changeDirections(request.payload);
+    portsChanged();
     journal("controller: port directions are now ", hexDump(ports.outputDirections()));
     return Verdict::accepted;
 }
 
-Controller::Verdict Controller::getPortLevels(const FramedRequest& request, Bytes& answer) {
-    if (!request.payload.empty() || request.replyLength != Ports::kCount)
-        return Verdict::malformed;
+Controller::Verdict Controller::getPortLevels(const FramedRequest&, Bytes& answer) {
     const Ports::Values levels = ports.levels();
     answer.assign(levels.begin(), levels.end());
     journal("controller: ports read as ", hexDump(answer));
@@ -159,12 +216,15 @@ Controller::Verdict Controller::getPortLevels(const FramedRequest& request, Byte
 
 // The first payload byte is what goes over the wire: the device's address and the direction bit.
 Controller::Verdict Controller::transferI2c(const FramedRequest& request, Bytes& answer) {
-    if (request.payload.empty())
-        return Verdict::malformed;
     const std::uint8_t address = request.payload[0] >> 1;
     const bool reading = (request.payload[0] & 1) != 0;
     if (reading ? request.payload.size() != 1 : request.replyLength != 0)
-        return Verdict::malformed;
+        return malformed(request, "I2C transfer",
+                         reading ? "a read sends more than its address" : "a write wants a reply");
+    if (i2cTimeout == 0) {
+        journal("I2C: transfer with ", hex(address), " refused, the time-out is 0");
+        return Verdict::refused;
+    }
     if (!reading) {
         const bool present = i2c.write(address, request.payload.subspan(1));
         journal("I2C: write to ", hex(address), ": ", hexDump(request.payload.subspan(1)),
@@ -182,40 +242,33 @@ Controller::Verdict Controller::transferI2c(const FramedRequest& request, Bytes&
 }
 
 Controller::Verdict Controller::setI2cSpeed(const FramedRequest& request, Bytes&) {
-    if (!request.payload.empty() || request.replyLength != 0)
-        return Verdict::malformed;
     journal("controller: I2C speed ", unsigned{request.subCode});
     return Verdict::accepted;
 }
 
 Controller::Verdict Controller::loadLinkTable(const FramedRequest& request, Bytes&) {
-    if (request.payload.empty() || request.replyLength != 0)
-        return Verdict::malformed;
     const bool isLong = (request.payload[0] & kLongTableFlag) != 0;
     if (request.payload.size() != (isLong ? kLongTable : kShortTable))
-        return Verdict::malformed;
+        return malformed(request, "load parallel link table",
+                         "the length is not the one its first byte tells");
     link.loadTable(request.payload);
     return Verdict::accepted;
 }
 
 Controller::Verdict Controller::readLink(const FramedRequest& request, Bytes&) {
-    if (!request.payload.empty() || request.wantsReply())
-        return Verdict::malformed;
     link.armRead(std::uint32_t{request.a} << 16 | request.b);
     return Verdict::accepted;
 }
 
-Controller::Verdict Controller::writeLink(const FramedRequest& request, Bytes&) {
-    if (!request.payload.empty() || request.replyLength != 0)
-        return Verdict::malformed;
+Controller::Verdict Controller::writeLink(const FramedRequest&, Bytes&) {
     return link.commit() ? Verdict::accepted : Verdict::refused;
 }
 
 Controller::Verdict Controller::setTimeout(const FramedRequest& request, Bytes&) {
-    if (!request.payload.empty() || request.replyLength != 0 || request.subCode > 1)
-        return Verdict::malformed;
     if (request.subCode == 0)
         link.setTimeout(request.a);
+    else
+        i2cTimeout = request.a;
     journal("controller: time-out of the ", request.subCode == 0 ? "parallel link" : "I2C bus",
             " is ", request.a);
     return Verdict::accepted;

@@ -10,18 +10,28 @@
 #include "journal.h"
 #include "parallel_link.h"
 #include "ports.h"
+#include "request_form.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace tavo::virtualcamera {
 
+struct ControllerTraits {
+    // How port 0 must be driven for the camera to listen and speak on the parallel link.
+    std::uint8_t linkDirections;
+    std::uint8_t linkStates;
+    // The processor runs only when memory was written since power-up.
+    bool firmwareRequired;
+};
+
 class Controller {
 public:
     // Bus and link outlive the controller.
-    Controller(I2cBus& i2c, ParallelLink& link, Journal journal);
+    Controller(const ControllerTraits& traits, I2cBus& i2c, ParallelLink& link, Journal journal);
 
     // The vendor request that reaches the memory works at any time, firmware or not.
     virtualusb::Outcome writeMemory(std::uint16_t address, std::span<const std::uint8_t> data);
@@ -44,11 +54,17 @@ private:
     struct Handler {
         std::uint8_t code;
         const char* name;
+        RequestForm form;
         Verdict (Controller::*serve)(const FramedRequest&, Bytes& answer);
     };
     static const Handler kHandlers[];
 
     void controlCpu(std::uint8_t value);
+    void restart();
+    void followTransactions(std::uint8_t number);
+    Verdict serve(const Handler& handler, const FramedRequest& request, Bytes& answer);
+    Verdict malformed(const FramedRequest& request, const char* name, const std::string& problem);
+    void portsChanged();
     virtualusb::Outcome answer(const FramedRequest& request, Verdict verdict, const Bytes& data);
 
     Verdict setPortStates(const FramedRequest& request, Bytes& answer);
@@ -61,12 +77,16 @@ private:
     Verdict writeLink(const FramedRequest& request, Bytes& answer);
     Verdict setTimeout(const FramedRequest& request, Bytes& answer);
 
+    ControllerTraits traits;
     I2cBus& i2c;
     ParallelLink& link;
     Journal journal;
     Ports ports;
     Cpu cpu = Cpu::bare;
     std::vector<std::uint8_t> memory;
+    bool firmwareWritten = false;
+    std::optional<std::uint8_t> lastTransaction;
+    std::uint16_t i2cTimeout = 0; // nothing is waited for until the host allows it
     Bytes pendingReply;
     bool replyRefused = false;
 };

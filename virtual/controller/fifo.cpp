@@ -6,10 +6,20 @@
 
 namespace tavo::virtualcamera {
 
-void Fifo::put(std::vector<std::uint8_t> bytes, Microseconds readyAt) {
+namespace {
+
+// Answers are short, so that this many are a few megabytes at most.
+constexpr std::size_t kEntryLimit = 16384;
+
+} // namespace
+
+bool Fifo::put(std::vector<std::uint8_t> bytes, Microseconds readyAt) {
+    if (entries.size() >= kEntryLimit)
+        return false;
     const std::uint64_t size = bytes.size();
     if (size != 0)
         entries.push_back({readyAt, 0.0, size, 0, std::move(bytes), nullptr});
+    return true;
 }
 
 void Fifo::stream(std::unique_ptr<ByteSource> source, Microseconds startsAt,
@@ -45,6 +55,17 @@ std::uint64_t Fifo::available(Microseconds now) const {
             break;
     }
     return count;
+}
+
+void Fifo::truncate(std::uint64_t count, Microseconds now) {
+    std::uint64_t left = std::min(count, available(now));
+    auto entry = entries.begin();
+    for (; entry != entries.end() && left != 0; ++entry) {
+        const std::uint64_t kept = std::min(left, entry->size - entry->taken);
+        entry->size = entry->taken + kept;
+        left -= kept;
+    }
+    entries.erase(entry, entries.end());
 }
 
 std::optional<Microseconds> Fifo::whenAvailable(std::uint64_t count) const {

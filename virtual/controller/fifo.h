@@ -27,10 +27,13 @@ public:
 
 class Fifo {
 public:
-    void put(std::vector<std::uint8_t> bytes, Microseconds readyAt);
+    // False, and nothing is taken, when it is full: when no one has read for very long.
+    bool put(std::vector<std::uint8_t> bytes, Microseconds readyAt);
     void stream(std::unique_ptr<ByteSource> source, Microseconds startsAt,
                 double microsecondsPerByte);
     void clear() { entries.clear(); }
+    // Keeps the first `count` of the bytes readable now; nothing more arrives after them.
+    void truncate(std::uint64_t count, Microseconds now);
 
     std::uint64_t available(Microseconds now) const;
     // When `count` bytes will be readable; nothing when no one has promised that many.

@@ -14,6 +14,9 @@ constexpr Microseconds kDefaultTimeout = 100 * kMillisecond;
 constexpr std::size_t kOutgoingRoom = 4096;
 // The byte after the data of a read; the host discards it, so its value only shows in captures.
 constexpr std::uint8_t kClosingByte = 0x5A;
+constexpr std::uint32_t kEndpointRoom = 512;
+// What the chip at the link holds without the memory behind it.
+constexpr std::uint64_t kFifoChip = 4096;
 
 } // namespace
 
@@ -21,58 +24,92 @@ ParallelLink::ParallelLink(const Clock& clock_, Fifo& fifo_, LinkTarget& target_
                            std::span<const std::uint8_t> requiredTable_)
     : clock(clock_), fifo(fifo_), target(target_), journal(std::move(journal_)),
       requiredTable(requiredTable_) {
+    powerUp();
+}
+
+void ParallelLink::powerUp() {
+    tableFits = false;
+    fifo.clear();
     reset();
 }
 
 void ParallelLink::reset() {
-    tableFits = false;
+    enabled = false;
     timeout = kDefaultTimeout;
     armed.reset();
+    unfetched = 0;
     outgoing.clear();
-    fifo.clear();
+    const Microseconds now = clock.now();
+    fifo.truncate(kFifoChip, now);
+    if (const std::uint64_t kept = fifo.available(now); kept != 0)
+        journal("parallel link: ", kept, " bytes stay in the FIFO");
     target.linkReset();
 }
 
-void ParallelLink::loadTable(std::span<const std::uint8_t> table) {
+void ParallelLink::abandonRead() {
+    if (armed && armed->left == 0) {
+        unfetched = std::min(unfetched + 1, kEndpointRoom);
+        journal("parallel link: the closing byte of the last read has not been fetched, it comes "
+                "before the next data");
+    } else if (armed) {
+        journal("parallel link: a read with ", armed->left, " bytes to come is abandoned");
+    }
     armed.reset();
+}
+
+void ParallelLink::loadTable(std::span<const std::uint8_t> table) {
+    abandonRead();
     tableFits = std::equal(table.begin(), table.end(), requiredTable.begin(), requiredTable.end());
     journal("parallel link: table of ", table.size(), " bytes loaded, ",
             tableFits ? "the one this camera needs" : "not the one this camera needs");
 }
 
 void ParallelLink::armRead(std::uint32_t length) {
-    if (armed)
-        journal("parallel link: a read with ", armed->left, " bytes to come is abandoned");
-    armed.reset();
-    if (tableFits)
-        armed = ArmedRead{clock.now(), length, std::nullopt};
-    else
+    abandonRead();
+    if (!tableFits)
         journal("parallel link: nothing to read without the right table");
+    else if (!enabled)
+        journal("parallel link: nothing to read, the ports are not set up for it");
+    else
+        armed = ArmedRead{clock.now(), length, std::nullopt};
 }
 
-// Counts from the last sign of life, so that a long image does not run into it.
+// Counts from the arming, and once data come, from the last of them, so that a long image does not
+// run into it.
 Microseconds ParallelLink::deadline(Microseconds now) const {
     return std::max(armed->since, fifo.lastArrival(now)) + timeout;
 }
 
 Reply ParallelLink::read(std::uint32_t limit) {
     if (!armed)
-        return {};
+        return unfetched == 0 ? Reply{} : Reply{Outcome::done, takeUnfetched(limit)};
     const Microseconds now = clock.now();
-    const std::uint32_t wanted = std::min(limit, armed->left);
+    const std::uint32_t wanted = std::min(limit - std::min(limit, unfetched), armed->left);
     const std::uint64_t available = fifo.available(now);
     if (available >= wanted)
-        return deliver(wanted, limit > armed->left);
+        return deliver(limit);
     if (now >= deadline(now))
-        return giveUp(available);
+        return giveUp(limit, available);
     armed->awaited = wanted;
     return {};
 }
 
-Reply ParallelLink::deliver(std::uint32_t count, bool closing) {
-    Reply reply{Outcome::done, fifo.take(count)};
+std::vector<std::uint8_t> ParallelLink::takeUnfetched(std::uint32_t limit) {
+    const std::uint32_t count = std::min(limit, unfetched);
+    unfetched -= count;
+    return std::vector<std::uint8_t>(count, kClosingByte);
+}
+
+// REQUIRES: the FIFO has what is to come.
+Reply ParallelLink::deliver(std::uint32_t limit) {
+    Reply reply{Outcome::done, takeUnfetched(limit)};
+    const auto room = limit - static_cast<std::uint32_t>(reply.data.size());
+    const std::uint32_t count = std::min(room, armed->left);
+    const std::vector<std::uint8_t> data = fifo.take(count);
+    reply.data.insert(reply.data.end(), data.begin(), data.end());
     if (count != 0)
-        journal("parallel link: ", count, " bytes read: ", hexDump(reply.data));
+        journal("parallel link: ", count, " bytes read: ", hexDump(data));
+    const bool closing = room > armed->left;
     armed->left -= count;
     armed->since = clock.now();
     armed->awaited.reset();
@@ -85,12 +122,15 @@ Reply ParallelLink::deliver(std::uint32_t count, bool closing) {
 
 // Without any data the answer is "nothing yet": an empty packet would make a host that counts on
 // short transfers ask for ever.
-Reply ParallelLink::giveUp(std::uint64_t available) {
+Reply ParallelLink::giveUp(std::uint32_t limit, std::uint64_t available) {
     journal("parallel link: time-out, ", available, " of ", armed->left, " bytes are there");
     armed.reset();
-    if (available == 0)
+    if (available == 0 && unfetched == 0)
         return {};
-    return {Outcome::done, fifo.take(available)};
+    Reply reply{Outcome::done, takeUnfetched(limit)};
+    const std::vector<std::uint8_t> data = fifo.take(available);
+    reply.data.insert(reply.data.end(), data.begin(), data.end());
+    return reply;
 }
 
 bool ParallelLink::queue(std::span<const std::uint8_t> bytes) {
@@ -106,7 +146,10 @@ bool ParallelLink::commit() {
         journal("parallel link: ", bytes.size(), " bytes cannot go out without the right table");
         return false;
     }
-    target.receive(bytes);
+    if (enabled)
+        target.receive(bytes);
+    else
+        journal("parallel link: ", bytes.size(), " bytes reach no one, the ports are not set up");
     return true;
 }
 

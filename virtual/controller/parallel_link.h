@@ -31,20 +31,27 @@ public:
     ParallelLink(const Clock& clock, Fifo& fifo, LinkTarget& target, Journal journal,
                  std::span<const std::uint8_t> requiredTable);
 
+    // The electronics lost their supply: table and FIFO are gone.
+    void powerUp();
+    // The processor starts anew. The interface engine keeps its table, and what the FIFO chip holds
+    // of an image or an answer stays there for the host to drain.
     void reset();
     void loadTable(std::span<const std::uint8_t> table);
-    bool ready() const { return tableFits; }
+    // Whether the ports are driven such that the far end listens and speaks.
+    void enable(bool enabled_) { enabled = enabled_; }
     void setTimeout(std::uint32_t milliseconds) { timeout = milliseconds * kMillisecond; }
 
     // Starts a read of `length` bytes and one closing byte, if the link works at all. A read that
-    // was still under way is abandoned; nothing has been taken from the FIFO on its behalf.
+    // was still under way is abandoned; nothing has been taken from the FIFO on its behalf, but a
+    // closing byte that the host has not fetched comes before the new data.
     void armRead(std::uint32_t length);
     // All of what is asked for, or, when the link's time-out has passed, what there is.
     virtualusb::Reply read(std::uint32_t limit);
 
     // False when there is no room.
     bool queue(std::span<const std::uint8_t> bytes);
-    // Sends what is queued. False when the link has no table for it.
+    // Sends what is queued, into the void when the far end is not enabled. False when the link has
+    // no table for it.
     bool commit();
 
     // When a read that found nothing is worth another try.
@@ -57,9 +64,11 @@ private:
         std::optional<std::uint32_t> awaited; // by a read that found too little
     };
 
+    void abandonRead();
     Microseconds deadline(Microseconds now) const;
-    virtualusb::Reply deliver(std::uint32_t count, bool closing);
-    virtualusb::Reply giveUp(std::uint64_t available);
+    std::vector<std::uint8_t> takeUnfetched(std::uint32_t limit);
+    virtualusb::Reply deliver(std::uint32_t limit);
+    virtualusb::Reply giveUp(std::uint32_t limit, std::uint64_t available);
 
     const Clock& clock;
     Fifo& fifo;
@@ -67,8 +76,10 @@ private:
     Journal journal;
     std::span<const std::uint8_t> requiredTable;
     bool tableFits = false;
+    bool enabled = false;
     Microseconds timeout = 0;
     std::optional<ArmedRead> armed; // only while the table fits
+    std::uint32_t unfetched = 0;    // closing bytes of earlier reads that wait in the endpoint
     std::vector<std::uint8_t> outgoing;
 };
 

@@ -20,10 +20,9 @@ constexpr std::uint8_t kVendorSpecific = 0xFF;
 constexpr std::uint16_t kBulkPacket = 512; // high speed
 constexpr std::uint16_t kLanguage = 0x0409;
 
-constexpr std::uint8_t kGetStatus = 0;
+constexpr std::uint8_t kStandardIn = 0x80;
 constexpr std::uint8_t kGetDescriptor = 6;
-constexpr std::uint8_t kGetConfiguration = 8;
-constexpr std::uint8_t kGetInterface = 10;
+constexpr std::uint8_t kString = 3;
 
 void appendInterface(Bytes& bytes, std::uint8_t setting,
                      std::initializer_list<std::uint8_t> pipes) {
@@ -43,13 +42,7 @@ Bytes stringDescriptor(const std::string& text) {
     return bytes;
 }
 
-Bytes descriptor(const UsbIdentity& identity, std::uint8_t type, std::uint8_t index) {
-    if (type == 1 && index == 0)
-        return deviceDescriptor(identity);
-    if (type == 2 && index == 0)
-        return configurationDescriptor();
-    if (type != 3)
-        return {};
+Bytes text(const UsbIdentity& identity, std::uint8_t index) {
     switch (index) {
     case 0: return {4, 3, lowByte(kLanguage), highByte(kLanguage)};
     case 1: return stringDescriptor("Tavo");
@@ -78,18 +71,10 @@ Bytes configurationDescriptor() {
     return bytes;
 }
 
-Reply answerStandardRequest(const UsbIdentity& identity, const SetupPacket& setup,
-                            std::uint8_t alternateSetting) {
-    Bytes bytes;
-    switch (setup.request) {
-    case kGetStatus: bytes = {0, 0}; break;
-    case kGetDescriptor:
-        bytes = descriptor(identity, highByte(setup.value), lowByte(setup.value));
-        break;
-    case kGetConfiguration: bytes = {1}; break;
-    case kGetInterface: bytes = {alternateSetting}; break;
-    default: break;
-    }
+Reply answerStringRequest(const UsbIdentity& identity, const SetupPacket& setup) {
+    const bool asked = setup.requestType == kStandardIn && setup.request == kGetDescriptor &&
+                       highByte(setup.value) == kString;
+    Bytes bytes = asked ? text(identity, lowByte(setup.value)) : Bytes{};
     if (bytes.empty())
         return {Outcome::stalled, {}};
     if (bytes.size() > setup.length)

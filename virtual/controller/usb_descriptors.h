@@ -18,9 +18,9 @@ struct UsbIdentity {
 virtualusb::Bytes deviceDescriptor(const UsbIdentity& identity);
 // Configuration 1: interface 0 with setting 0 (no endpoints) and setting 1 (the four bulk pipes).
 virtualusb::Bytes configurationDescriptor();
-// The standard requests a device answers by itself; anything else stalls.
-virtualusb::Reply answerStandardRequest(const UsbIdentity& identity,
-                                        const virtualusb::SetupPacket& setup,
-                                        std::uint8_t alternateSetting);
+// The bus answers what follows from the descriptors; only the texts are left to the device. Any
+// other request stalls.
+virtualusb::Reply answerStringRequest(const UsbIdentity& identity,
+                                      const virtualusb::SetupPacket& setup);
 
 } // namespace tavo::virtualcamera
