@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "bringup/colour_marker.h"
 #include "core/trace.h"
+#include "link/eeprom.h"
 #include "tavocameraimpl.h"
-
-// The marker's address is larger than the EEPROM; what is reached is its low byte, 232.
-constexpr unsigned kColourMarkerAddress = 1000;
 
 // A camera without a readable marker is monochrome; that is no failure.
 void TavoCameraImpl::checkColour() {
     tavo::Colour colour;
     std::array<std::uint8_t, tavo::kColourMarkerLength> marker{};
-    if (eepRead(kColourMarkerAddress, marker.data(), marker.size()))
+    if (eepRead(tavo::eeprom::kColourMarker, marker.data(), marker.size()))
         colour = tavo::decodeColour(marker);
     colourType = colour.type;
     offsetX = colour.offsetX;

@@ -3,6 +3,7 @@
 #include "bringup/heron_description.h"
 #include "core/clock.h"
 #include "core/trace.h"
+#include "link/eeprom.h"
 #include "link/gpif_tables.h"
 #include "tavocameraimpl.h"
 
@@ -10,20 +11,9 @@ namespace trace = tavo::trace;
 
 namespace {
 
-// Outputs, but for the two lines that the sensor electronics drive.
-constexpr unsigned kLineDirections[] = {1, 1, 1, 0, 0, 1, 1, 1};
-
 constexpr long kContactPause = 200000; // microseconds
 
 } // namespace
-
-bool TavoCameraImpl::configureLines() {
-    bool ok = true;
-    unsigned line = 0;
-    for (const unsigned direction : kLineDirections)
-        ok = ok && setIODir(line++, direction);
-    return ok;
-}
 
 bool TavoCameraImpl::contactHeron(bool ok) {
     ok = ok && parInit(1);
@@ -39,7 +29,7 @@ bool TavoCameraImpl::contactHeron(bool ok) {
 
 bool TavoCameraImpl::describeHeron() {
     std::array<std::uint8_t, tavo::kHeronDescriptionLength> bytes{};
-    if (!eepRead(tavo::kHeronDescriptionAddress, bytes.data(), bytes.size()))
+    if (!eepRead(tavo::eeprom::kHeronDescription, bytes.data(), bytes.size()))
         return false;
     const tavo::HeronDescription read = tavo::parseHeronDescription(bytes);
     versionMajor = read.versionMajor;

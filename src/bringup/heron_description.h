@@ -8,7 +8,6 @@
 
 namespace tavo {
 
-inline constexpr unsigned kHeronDescriptionAddress = 42; // in the EEPROM
 inline constexpr unsigned kHeronDescriptionLength = 64;
 
 // What the EEPROM of a HERON_CAMERA says of it. Little-endian.

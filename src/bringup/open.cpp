@@ -7,6 +7,7 @@
 #include "core/messages.h"
 #include "core/trace.h"
 #include "link/bytes.h"
+#include "link/eeprom.h"
 #include "tavocameraimpl.h"
 
 namespace message = tavo::message;
@@ -29,7 +30,6 @@ constexpr long kControllerStartPause = 200000; // microseconds
 constexpr long kRetryPause = 5000000;          // microseconds
 constexpr int kMostRetries = 4;
 
-constexpr unsigned kProductIdAddress = 3; // in the EEPROM
 constexpr unsigned kNoProductId = 0x2005; // stands in where the EEPROM was not read
 
 } // namespace
@@ -110,7 +110,7 @@ bool TavoCameraImpl::prepareController(bool ok) {
 bool TavoCameraImpl::readProductId(unsigned* productId) {
     unsigned char id[2] = {};
     bool ok = i2cSetTimeout(5000);
-    ok = ok && eepRead(kProductIdAddress, id, sizeof id);
+    ok = ok && eepRead(tavo::eeprom::kProductId, id, sizeof id);
     *productId = tavo::u16le(id);
     checkColour();
     return ok;

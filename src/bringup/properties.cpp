@@ -4,6 +4,7 @@
 #include "bringup/property_codec.h"
 #include "core/clock.h"
 #include "core/trace.h"
+#include "link/eeprom.h"
 #include "tavocameraimpl.h"
 
 namespace trace = tavo::trace;
@@ -13,7 +14,8 @@ namespace {
 constexpr unsigned kCoolerCommand = 52;
 constexpr unsigned kSensorCountCommand = 54;
 
-constexpr unsigned kSerialLowAddress = 5, kSerialHighAddress = 8; // in the EEPROM
+// Outputs, but for the two lines that the sensor electronics drive.
+constexpr unsigned kLineDirections[] = {1, 1, 1, 0, 0, 1, 1, 1};
 
 constexpr long kWheelStartPause = 5000000; // microseconds
 constexpr long kWheelPollPause = 100000;   // microseconds
@@ -31,6 +33,14 @@ const char* coolerName(COOLER_TYPE type) {
 }
 
 } // namespace
+
+bool TavoCameraImpl::configureLines() {
+    bool ok = true;
+    unsigned line = 0;
+    for (const unsigned direction : kLineDirections)
+        ok = ok && setIODir(line++, direction);
+    return ok;
+}
 
 // Reads one sensor for its side effect: the kind of sensor becomes known.
 bool TavoCameraImpl::learnTemperatureSensors(SensorCountDecoder decode) {
@@ -62,8 +72,8 @@ bool TavoCameraImpl::learnCooler(CoolerDecoder decode) {
 
 bool TavoCameraImpl::readEepromSerial() {
     unsigned char bytes[4] = {};
-    const bool ok =
-        eepRead(kSerialLowAddress, bytes, 2) && eepRead(kSerialHighAddress, bytes + 2, 2);
+    const bool ok = eepRead(tavo::eeprom::kSerialLow, bytes, 2) &&
+                    eepRead(tavo::eeprom::kSerialHigh, bytes + 2, 2);
     serialNumber = tavo::u32le(bytes);
     trace::inside("serial # %010u", serialNumber);
     return ok;

@@ -6,6 +6,7 @@
 #include "core/families.h"
 #include "core/trace.h"
 #include "link/bytes.h"
+#include "link/eeprom.h"
 #include "tavocameraimpl.h"
 
 namespace trace = tavo::trace;
@@ -17,8 +18,6 @@ constexpr unsigned char pingOut[2] = {0x00, 0x7b};
 constexpr unsigned kStartApplication = 44;
 constexpr unsigned kStatusPolls = 64;
 constexpr long kStatusPollPause = 10000; // microseconds
-
-constexpr unsigned kProductIdAddress = 3; // in the EEPROM
 
 // Length of the status that appInit polls; 0 where there is no command protocol.
 constexpr tavo::PerFamily<unsigned> kStatusLength{
@@ -54,7 +53,7 @@ bool TavoCameraImpl::pingRidge() {
 // to hold one of the first two.
 bool TavoCameraImpl::pingHeron() {
     unsigned char id[2] = {};
-    eepRead(kProductIdAddress, id, sizeof id);
+    eepRead(tavo::eeprom::kProductId, id, sizeof id);
     const unsigned productId = tavo::u16le(id);
     const bool ok = productId == 0xdf2e || productId == 0xdf2f;
     if (ok)

@@ -4,6 +4,7 @@
 #include "core/assertions.h"
 #include "core/trace.h"
 #include "link/controller_requests.h"
+#include "link/eeprom.h"
 #include "link/port_codec.h"
 #include "link/spi_codec.h"
 #include "tavocameraimpl.h"
@@ -18,7 +19,6 @@ constexpr unsigned kSelectLine = 2;
 constexpr unsigned kDataLine = 5;
 constexpr unsigned kClockLine = 6;
 
-constexpr unsigned kADCSettingsAddress = 10; // in the EEPROM
 constexpr unsigned kADCWordCount = 8;
 
 } // namespace
@@ -57,7 +57,7 @@ bool TavoCameraImpl::shiftOut(unsigned word) {
 bool TavoCameraImpl::setADC() {
     trace::enter("TavoCameraImpl::setADC()");
     unsigned char settings[2 * kADCWordCount] = {};
-    bool ok = eepRead(kADCSettingsAddress, settings, sizeof settings);
+    bool ok = eepRead(tavo::eeprom::kADCSettings, settings, sizeof settings);
     {
         trace::QuietSection quiet;
         for (unsigned i = 0; ok && i < kADCWordCount; ++i)
