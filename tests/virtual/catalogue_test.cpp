@@ -51,9 +51,11 @@ TEST(Catalogue, SaysWhatWasWrongAndWhatIsAccepted) {
     EXPECT_EQ(complaint("ridge-c", {{"cooler", "ice"}}),
               "option cooler=ice is not accepted: cooler takes none, always, onoff, power or "
               "setpoint");
-    EXPECT_EQ(complaint("ridge-c", {{"size", "1"}}),
-              "unknown option \"size\" of ridge-c; there are serial, seed, ambient, shutter, "
-              "wheel, cooler, guide, colour, firmware");
+    EXPECT_EQ(
+        complaint("ridge-c", {{"size", "1"}}),
+        "unknown option \"size\" of ridge-c; there are serial, seed, ambient, drift-x, drift-y, "
+        "periodic-error, period, shutter, wheel, cooler, guide, guide-rate, ping, colour, "
+        "firmware");
     EXPECT_EQ(complaint("ridge-c", {{"firmware", "yes"}}),
               "option firmware=yes is not accepted: firmware takes any or required");
     for (const char* value : {"", "-1", "7x", "4294967296", " 1"})

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "raw_host.h"
 
+#include "ridge/ridge.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -22,7 +24,7 @@ Bytes hexBytes(const std::string& text) {
 } // namespace
 
 Model smallRidge() {
-    Model model = modelTable().front();
+    Model model = ridgeModels().front();
     model.sensor.width = 320;
     model.sensor.height = 240;
     model.describedWidth = 320;
@@ -31,8 +33,9 @@ Model smallRidge() {
 }
 
 RawHost::RawHost(const Model& model)
-    : camera(assembleCamera(model, clock,
-                            [this](const std::string& line) { lines.push_back(line); })) {}
+    : camera(assembleControllerCamera(
+          model, clock, [this](const std::string& line) { lines.push_back(line); },
+          makeRidgeElectronics)) {}
 
 bool RawHost::logged(const std::string& part) const {
     return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {

@@ -138,7 +138,7 @@ TEST(Sky, TrailsWhileARelayIsClosedDuringAnExposure) {
     host.readOutCommand(0, 1, 0, 0, kWidth, kHeight);
     const auto image = host.fetch(std::size_t{kWidth} * kHeight);
     // Half of the light on each side of a step of 15 arcseconds.
-    const double columns = 0.5 * 2.0 * Mount::kRate / model.sensor.arcsecondsPerColumn();
+    const double columns = 0.5 * 2.0 * MountTraits{}.guideRate / model.sensor.arcsecondsPerColumn();
     const Spot place{model.sensor.columnOf(star->place) + columns, model.sensor.rowOf(star->place)};
     const Spot seen = centroid(image, kWidth, place);
     EXPECT_NEAR(seen.column, place.column, 0.3);

@@ -2,6 +2,7 @@
 //
 // A host that does nearly the right thing must notice that a camera does not put up with it.
 #include "raw_host.h"
+#include "ridge/ridge.h"
 
 #include <gtest/gtest.h>
 
@@ -240,7 +241,7 @@ TEST(StrictReadout, WantsNoCodeAfterAnExposureTimedByTheHost) {
 // 2000 ms is what hosts allow a command; for an image they must allow more.
 TEST(StrictReadout, LargeSensorIsTooSlowForTheTimeOutOfCommands) {
     const auto read = [](std::uint16_t timeout) {
-        RawHost host{modelTable()[1]};
+        RawHost host{ridgeModels()[1]};
         host.bringUp();
         host.expose(0.1);
         host.setLinkTimeout(timeout);
@@ -254,7 +255,7 @@ TEST(StrictReadout, LargeSensorIsTooSlowForTheTimeOutOfCommands) {
 }
 
 TEST(StrictReadout, TimeOutCountsFromTheArmingOfTheRead) {
-    RawHost host{modelTable()[1]};
+    RawHost host{ridgeModels()[1]};
     host.bringUp();
     host.expose(0.1);
     host.setLinkTimeout(2000);

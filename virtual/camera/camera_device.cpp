@@ -7,11 +7,8 @@
 #include "../controller/i2c.h"
 #include "../controller/parallel_link.h"
 #include "../controller/usb_descriptors.h"
-#include "instrument.h"
-#include "ridge.h"
 
 #include <span>
-#include <stdexcept>
 #include <utility>
 
 namespace tavo::virtualcamera {
@@ -34,7 +31,7 @@ constexpr std::uint8_t kVendorOut = 0x40;
 constexpr std::uint8_t kVendorIn = 0xC0;
 constexpr std::uint8_t kTypeMask = 0x60;
 
-Eeprom::Image eepromImage(const Model& model) {
+Eeprom::Image eepromImage(const Model& model, const Electronics& electronics) {
     constexpr std::size_t kProductId = 3;
     constexpr std::size_t kSerialLow = 5;
     constexpr std::size_t kSerialHigh = 8;
@@ -56,48 +53,23 @@ Eeprom::Image eepromImage(const Model& model) {
         image[kColourMarker + 3] = lowByte(*model.colourPhase);
         image[kColourMarker + 4] = 0x00;
     }
+    electronics.writeEeprom(image);
     return image;
-}
-
-InstrumentParts partsOf(const Model& model) {
-    return {.sensor = model.sensor,
-            .hasShutter = model.hasShutter,
-            .cooler = model.cooler,
-            .greatestDrop = model.greatestDrop,
-            .filterCount = model.filterCount,
-            .ambient = model.ambient,
-            .seed = model.seed};
-}
-
-// What a family puts at the far end of the parallel link, the table that the link then needs, and
-// how port 0 must be driven for it.
-struct LinkEnd {
-    std::unique_ptr<LinkTarget> firmware;
-    std::span<const std::uint8_t> table;
-    std::uint8_t portDirections;
-    std::uint8_t portStates;
-};
-
-LinkEnd makeLinkEnd(const Model& model, Instrument& instrument, const Clock& clock, Fifo& fifo,
-                    const Journal& journal) {
-    switch (model.family) {
-    case Family::ridge:
-        return {std::make_unique<RidgeFirmware>(model, instrument, clock, fifo, journal),
-                ridgeLinkTable(), 0x9F, 0x80};
-    }
-    throw std::logic_error("a camera model without a family");
 }
 
 class ControllerCamera final : public Device {
 public:
-    ControllerCamera(const Model& model, std::shared_ptr<const Clock> clock_, Log log)
-        : clock(std::move(clock_)), journal(std::move(log)), identity{model.productId, model.name},
-          instrument(partsOf(model), *clock),
-          linkEnd(makeLinkEnd(model, instrument, *clock, fifo, journal)),
-          link(*clock, fifo, *linkEnd.firmware, journal, linkEnd.table), eeprom(eepromImage(model)),
-          controller({linkEnd.portDirections, linkEnd.portStates, model.firmwareRequired}, i2c,
-                     link, journal) {
+    ControllerCamera(const Model& model_, std::shared_ptr<const Clock> clock_, Log log,
+                     MakeElectronics makeElectronics)
+        : model(model_), clock(std::move(clock_)),
+          journal(std::move(log)), identity{model.productId, model.name},
+          instrument(instrumentParts(model), *clock),
+          electronics(makeElectronics({model, instrument, *clock, fifo, journal})),
+          link(*clock, fifo, *electronics, journal, electronics->linkTables()),
+          eeprom(eepromImage(model, *electronics)),
+          controller(model.firmwareRequired, *electronics, i2c, link, journal) {
         i2c.attach(Eeprom::kBusAddress, eeprom);
+        electronics->connect(i2c);
     }
 
     Bytes descriptors() const override {
@@ -167,12 +139,13 @@ public:
     }
 
 private:
+    const Model model;
     std::shared_ptr<const Clock> clock;
     Journal journal;
     UsbIdentity identity;
     Fifo fifo;
     Instrument instrument;
-    LinkEnd linkEnd;
+    std::unique_ptr<Electronics> electronics;
     ParallelLink link;
     Eeprom eeprom;
     I2cBus i2c;
@@ -182,9 +155,22 @@ private:
 
 } // namespace
 
-std::unique_ptr<Device> assembleCamera(const Model& model, std::shared_ptr<const Clock> clock,
-                                       Log log) {
-    return std::make_unique<ControllerCamera>(model, std::move(clock), std::move(log));
+InstrumentParts instrumentParts(const Model& model) {
+    return {.sensor = model.sensor,
+            .hasShutter = model.hasShutter,
+            .cooler = model.cooler,
+            .greatestDrop = model.greatestDrop,
+            .filterCount = model.filterCount,
+            .ambient = model.ambient,
+            .mount = model.mount,
+            .seed = model.seed};
+}
+
+std::unique_ptr<Device> assembleControllerCamera(const Model& model,
+                                                 std::shared_ptr<const Clock> clock, Log log,
+                                                 MakeElectronics makeElectronics) {
+    return std::make_unique<ControllerCamera>(model, std::move(clock), std::move(log),
+                                              makeElectronics);
 }
 
 } // namespace tavo::virtualcamera

@@ -2,8 +2,7 @@
 #include "catalogue.h"
 
 #include "../controller/clock.h"
-#include "camera_device.h"
-#include "model.h"
+#include "family.h"
 
 #include <algorithm>
 #include <charconv>
@@ -96,6 +95,19 @@ const Option kOptions[] = {
      }},
     {"cooler", [](Model& m, Text name, Text value) { setCooler(m, parseCooler(name, value)); }},
     {"guide", [](Model& m, Text name, Text value) { m.hasGuidePort = parseSwitch(name, value); }},
+    {"guide-rate", [](Model& m, Text name,
+                      Text value) { m.mount.guideRate = parseNumber<double>(name, value, 0, 60); }},
+    {"drift-x", [](Model& m, Text name,
+                   Text value) { m.mount.driftX = parseNumber<double>(name, value, -10, 10); }},
+    {"drift-y", [](Model& m, Text name,
+                   Text value) { m.mount.driftY = parseNumber<double>(name, value, -10, 10); }},
+    {"periodic-error",
+     [](Model& m, Text name, Text value) {
+         m.mount.periodicError = parseNumber<double>(name, value, 0, 600);
+     }},
+    {"period", [](Model& m, Text name,
+                  Text value) { m.mount.period = parseNumber<double>(name, value, 1, 86400); }},
+    {"ping", [](Model& m, Text name, Text value) { m.answersPing = parseSwitch(name, value); }},
     {"colour", [](Model& m, Text name,
                   Text value) { makeColour(m, parseNumber<unsigned>(name, value, 0, 3)); }},
     {"firmware",
@@ -110,23 +122,38 @@ std::string listOf(const Range& range, Name name) {
     return text;
 }
 
-const Model& findModel(const std::string& key) {
-    const auto table = modelTable();
-    const auto found =
-        std::find_if(table.begin(), table.end(), [&](const Model& m) { return m.key == key; });
-    if (found == table.end())
-        throw std::invalid_argument("unknown camera model \"" + key + "\"; there are " +
-                                    listOf(table, [](const Model& m) { return m.key; }));
-    return *found;
+struct Choice {
+    const CameraFamily& family;
+    const Model& model;
+};
+
+Choice findModel(const std::string& key) {
+    for (const CameraFamily& family : families())
+        for (const Model& model : family.models())
+            if (model.key == key)
+                return {family, model};
+    throw std::invalid_argument("unknown camera model \"" + key + "\"; there are " +
+                                listOf(models(), [](const ModelInfo& m) { return m.key; }));
 }
 
-void applyOption(Model& model, const std::string& name, const std::string& value) {
+std::vector<std::string> optionsOf(const CameraFamily& family) {
+    std::vector<std::string> names{"serial",  "seed",           "ambient", "drift-x",
+                                   "drift-y", "periodic-error", "period"};
+    std::istringstream own{std::string{family.options}};
+    for (std::string name; own >> name;)
+        names.push_back(name);
+    return names;
+}
+
+void applyOption(Model& model, const CameraFamily& family, const std::string& name,
+                 const std::string& value) {
+    const auto names = optionsOf(family);
     const auto* found = std::find_if(std::begin(kOptions), std::end(kOptions),
                                      [&](const Option& option) { return name == option.name; });
-    if (found == std::end(kOptions))
+    if (found == std::end(kOptions) || std::find(names.begin(), names.end(), name) == names.end())
         throw std::invalid_argument("unknown option \"" + name + "\" of " + model.key +
                                     "; there are " +
-                                    listOf(kOptions, [](const Option& o) { return o.name; }));
+                                    listOf(names, [](const std::string& n) { return n; }));
     found->apply(model, name, value);
 }
 
@@ -135,8 +162,9 @@ void applyOption(Model& model, const std::string& name, const std::string& value
 const std::vector<ModelInfo>& models() {
     static const std::vector<ModelInfo> list = [] {
         std::vector<ModelInfo> infos;
-        for (const Model& model : modelTable())
-            infos.push_back({model.key, model.name, model.productId, model.summary});
+        for (const CameraFamily& family : families())
+            for (const Model& model : family.models())
+                infos.push_back({model.key, model.name, model.productId, model.summary});
         return infos;
     }();
     return list;
@@ -145,14 +173,16 @@ const std::vector<ModelInfo>& models() {
 std::unique_ptr<virtualusb::Device> makeCamera(const std::string& key,
                                                const std::map<std::string, std::string>& options,
                                                double speed, Log log) {
-    Model model = findModel(key);
+    const Choice choice = findModel(key);
+    Model model = choice.model;
     for (const auto& [name, value] : options)
-        applyOption(model, name, value);
+        applyOption(model, choice.family, name, value);
     constexpr double kSlowest = 0.001;
     constexpr double kFastest = 100000.0; // a day in a second; times still fit their integers
     if (!(speed >= kSlowest && speed <= kFastest))
         throw std::invalid_argument("the speed of a camera must be from 0.001 to 100000");
-    return assembleCamera(model, std::make_shared<const SystemClock>(speed), std::move(log));
+    return choice.family.assemble(model, std::make_shared<const SystemClock>(speed),
+                                  std::move(log));
 }
 
 } // namespace tavo::virtualcamera

@@ -25,7 +25,7 @@ const std::vector<ModelInfo>& models();
 
 // Makes a camera of the model `key`. `speed` (0.001 to 100000) is how many times faster than the
 // wall its time runs; `log`, when set, is told in words what the camera does. Options, all of them
-// optional:
+// optional, and refused where the family has nothing of the kind:
 //   serial=N          serial number
 //   seed=N            another sky, other hot pixels, other noise
 //   ambient=C         degrees Celsius around the camera, -40 to 50
@@ -33,6 +33,12 @@ const std::vector<ModelInfo>& models();
 //   wheel=N           positions of the filter wheel, 0 to 10 (0: none)
 //   cooler=none|always|onoff|power|setpoint
 //   guide=0|1         guide port
+//   guide-rate=R      arcseconds a second, 0 to 60, by which a closed relay moves the field
+//   drift-x=R, drift-y=R
+//                     arcseconds a second, -10 to 10, by which the field drifts by itself
+//   periodic-error=A  arcseconds, 0 to 600: greatest error of the mount's worm, along x
+//   period=T          seconds, 1 to 86400: a turn of the worm
+//   ping=0|1          whether the firmware answers when it is asked for a sign of life
 //   firmware=any|required
 //                     any (the default): the processor serves requests as soon as it was held and
 //                     let go, whatever its memory holds; required: only when at least one byte of

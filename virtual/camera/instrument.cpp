@@ -1,58 +1,26 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "instrument.h"
 
-#include "../controller/bytes.h"
-
 #include <algorithm>
 #include <utility>
 
 namespace tavo::virtualcamera {
 
-namespace {
-
-// Gives a frame out as bytes, one row at a time.
-class FrameBytes final : public ByteSource {
-public:
-    FrameBytes(Frame frame_, Instrument::ByteOrder order_)
-        : frame(std::move(frame_)), order(order_), row(frame.window().columns()),
-          used(2 * row.size()) {}
-
-    std::uint64_t size() const override {
-        return std::uint64_t{2} * frame.window().columns() * frame.window().rows();
-    }
-
-    void read(std::span<std::uint8_t> target) override {
-        for (std::uint8_t& byte : target) {
-            if (used == 2 * row.size()) {
-                frame.nextRow(row);
-                used = 0;
-            }
-            const bool low = (used % 2 == 0) == (order == Instrument::ByteOrder::littleEndian);
-            const std::uint16_t value = row[used / 2];
-            byte = low ? lowByte(value) : highByte(value);
-            ++used;
-        }
-    }
-
-private:
-    Frame frame;
-    Instrument::ByteOrder order;
-    std::vector<std::uint16_t> row;
-    std::size_t used;
-};
-
-} // namespace
-
 Instrument::Instrument(const InstrumentParts& parts, const Clock& clock_)
     : clock(clock_), ccd(parts.sensor), sky(parts.seed), hot(hotPixels(parts.sensor, parts.seed)),
       shuttered(parts.hasShutter), open(!parts.hasShutter),
       thermal(parts.cooler, parts.ambient, parts.greatestDrop), filterWheel(parts.filterCount),
-      seed(parts.seed) {}
+      telescope(parts.mount), seed(parts.seed) {}
 
 void Instrument::advance() {
     const Microseconds now = clock.now();
-    while (filterWheel.nextStep() < now)
-        advanceTo(filterWheel.nextStep());
+    for (;;) {
+        const Microseconds next = running ? std::min(filterWheel.nextStep(), telescope.nextBend())
+                                          : filterWheel.nextStep();
+        if (next >= now)
+            break;
+        advanceTo(next);
+    }
     advanceTo(now);
 }
 
@@ -123,9 +91,8 @@ std::uint64_t Instrument::nextNoiseSeed() {
     return mix(seed + ++exposures);
 }
 
-std::unique_ptr<ByteSource> Instrument::readOut(const Exposure& exposure, const Window& window,
-                                                ByteOrder order) const {
-    return std::make_unique<FrameBytes>(Frame{ccd, sky.stars(), hot, exposure, window}, order);
+Frame Instrument::render(const Exposure& exposure, const Window& window) const {
+    return Frame{ccd, sky.stars(), hot, exposure, window};
 }
 
 } // namespace tavo::virtualcamera

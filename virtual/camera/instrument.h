@@ -5,7 +5,6 @@
 #pragma once
 
 #include "../controller/clock.h"
-#include "../controller/fifo.h"
 #include "../sky/frame.h"
 #include "../sky/sensor.h"
 #include "../sky/star_field.h"
@@ -14,7 +13,6 @@
 #include "mount.h"
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <vector>
 
@@ -27,6 +25,7 @@ struct InstrumentParts {
     double greatestDrop;
     unsigned filterCount;
     double ambient;
+    MountTraits mount;
     std::uint64_t seed;
 };
 
@@ -54,10 +53,8 @@ public:
     // An exposure of known length that starts now.
     Exposure timedExposure(double seconds, bool light);
 
-    // The image of an exposure, its words in the byte order of the link.
-    enum class ByteOrder { littleEndian, bigEndian };
-    std::unique_ptr<ByteSource> readOut(const Exposure& exposure, const Window& window,
-                                        ByteOrder order) const;
+    // The image of an exposure. The instrument outlives it.
+    Frame render(const Exposure& exposure, const Window& window) const;
 
 private:
     Passband beam() const;

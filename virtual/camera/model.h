@@ -6,19 +6,15 @@
 #include "../controller/clock.h"
 #include "../sky/sensor.h"
 #include "cooler.h"
+#include "mount.h"
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 
 namespace tavo::virtualcamera {
 
-// Which firmware a camera runs.
-enum class Family { ridge };
-
 struct Model {
-    Family family;
     std::string key;
     std::string name;
     std::string summary;
@@ -37,18 +33,19 @@ struct Model {
     bool hasShutter = true;
     bool hasGuidePort = true;
     unsigned filterCount = 0;
+    unsigned gpioLines = 0;
     CoolerKind cooler = CoolerKind::setPoint;
     double greatestDrop = 45.0;   // degrees below ambient
     unsigned minCoolerPower = 10; // raw units
     unsigned maxCoolerPower = 210;
     double ambient = 20.0; // degrees Celsius
+    MountTraits mount = {};
     std::uint32_t serial = 1;
     std::uint64_t seed = 1;
+    bool answersPing = true;
     bool firmwareRequired = false;            // the processor does nothing without
     std::optional<unsigned> colourPhase = {}; // 0 to 3, by the place of the first red pixel
 };
-
-std::span<const Model> modelTable();
 
 // Makes a model a colour one whose first red pixel lies at column phase / 2 and row phase % 2.
 void makeColour(Model& model, unsigned phase);

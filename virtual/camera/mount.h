@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
-// The telescope mount on the camera's guide port: four relays, each of which makes the field drift.
+// The telescope mount: it follows the sky not quite perfectly, and four relays on the camera's
+// guide port let a host correct it.
 #pragma once
 
 #include "../controller/clock.h"
@@ -10,8 +11,20 @@ namespace tavo::virtualcamera {
 
 enum class Relay { right, left, up, down };
 
+// Arcseconds and seconds. The periodic error is that of the worm of the right-ascension drive: it
+// moves the field along x.
+struct MountTraits {
+    double guideRate = 7.5; // a second, half the speed of the sky
+    double driftX = 0.0;    // a second
+    double driftY = 0.0;
+    double periodicError = 0.0; // greatest distance from the middle
+    double period = 480.0;
+};
+
 class Mount {
 public:
+    explicit Mount(const MountTraits& traits_ = {}) : traits(traits_) {}
+
     void advance(Microseconds now);
 
     // REQUIRES for both: the mount has been advanced to now. The relays of an axis exclude each
@@ -20,14 +33,17 @@ public:
     void releaseAll();
 
     // How far the stars have moved on the sky.
-    Pointing shift() const { return offset; }
+    Pointing shift() const { return shiftAfter(0.0); }
     // Where they will be if the relays stay as they are.
     Pointing shiftAfter(double seconds) const;
-
-    static constexpr double kRate = 7.5; // arcseconds a second, half the speed of the sky
+    // Until then the stars move along a line that is straight enough to be drawn as one.
+    Microseconds nextBend() const;
 
 private:
-    Pointing offset;
+    double periodicErrorAt(double seconds) const;
+
+    MountTraits traits;
+    Pointing guided; // by the relays
     double directionX = 0.0;
     double directionY = 0.0;
     Microseconds time = 0;

@@ -42,6 +42,10 @@ const Controller::Handler Controller::kHandlers[] = {
      {true, kZero, kZero, {1, 1}, {1, kMostBytes}, {0, kMostBytes}},
      &Controller::transferI2c},
     {5, "set I2C speed", {false, {0, 0xFF}, kZero, kZero, kZero, kZero}, &Controller::setI2cSpeed},
+    {6,
+     "serial transfer",
+     {false, {1, 2}, kAnyWord, kAnyWord, {1, kMostBytes}, {1, kMostBytes}},
+     &Controller::transferSerial},
     {8,
      "load parallel link table",
      {true, kZero, kZero, kZero, {kShortTable, kLongTable}, kZero},
@@ -54,9 +58,10 @@ const Controller::Handler Controller::kHandlers[] = {
     {12, "set time-out", {false, {0, 1}, kAnyWord, kZero, kZero, kZero}, &Controller::setTimeout},
 };
 
-Controller::Controller(const ControllerTraits& traits_, I2cBus& i2c_, ParallelLink& link_,
-                       Journal journal_)
-    : traits(traits_), i2c(i2c_), link(link_), journal(std::move(journal_)), memory(kMemorySize) {}
+Controller::Controller(bool firmwareRequired_, Electronics& electronics_, I2cBus& i2c_,
+                       ParallelLink& link_, Journal journal_)
+    : firmwareRequired(firmwareRequired_), electronics(electronics_), i2c(i2c_), link(link_),
+      journal(std::move(journal_)), memory(kMemorySize) {}
 
 void Controller::powerUp() {
     cpu = Cpu::bare;
@@ -104,7 +109,7 @@ void Controller::controlCpu(std::uint8_t value) {
         restart();
         link.reset();
         cpu = Cpu::held;
-    } else if (cpu == Cpu::held && traits.firmwareRequired && !firmwareWritten) {
+    } else if (cpu == Cpu::held && firmwareRequired && !firmwareWritten) {
         journal("controller: no firmware: the processor does nothing");
         cpu = Cpu::bare;
     } else if (cpu == Cpu::held) {
@@ -160,8 +165,8 @@ Controller::Verdict Controller::malformed(const FramedRequest& request, const ch
 }
 
 void Controller::portsChanged() {
-    link.enable(ports.outputDirections()[0] == traits.linkDirections &&
-                ports.outputStates()[0] == traits.linkStates);
+    electronics.linesChanged(ports);
+    link.enable(electronics.linkEnabled(ports));
 }
 
 Outcome Controller::answer(const FramedRequest& request, Verdict verdict, const Bytes& data) {
@@ -208,6 +213,7 @@ Controller::Verdict Controller::setPortDirections(const FramedRequest& request, 
 }
 
 Controller::Verdict Controller::getPortLevels(const FramedRequest&, Bytes& answer) {
+    electronics.driveLines(ports);
     const Ports::Values levels = ports.levels();
     answer.assign(levels.begin(), levels.end());
     journal("controller: ports read as ", hexDump(answer));
@@ -243,6 +249,16 @@ Controller::Verdict Controller::transferI2c(const FramedRequest& request, Bytes&
 
 Controller::Verdict Controller::setI2cSpeed(const FramedRequest& request, Bytes&) {
     journal("controller: I2C speed ", unsigned{request.subCode});
+    return Verdict::accepted;
+}
+
+Controller::Verdict Controller::transferSerial(const FramedRequest& request, Bytes& answer) {
+    auto bytes = electronics.serialTransfer(request);
+    if (!bytes) {
+        journal("controller: serial transfer with path ", unsigned{request.subCode}, " is refused");
+        return Verdict::refused;
+    }
+    answer = std::move(*bytes);
     return Verdict::accepted;
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "../usb/device.h"
+#include "electronics.h"
 #include "framed_request.h"
 #include "i2c.h"
 #include "journal.h"
@@ -20,18 +21,12 @@
 
 namespace tavo::virtualcamera {
 
-struct ControllerTraits {
-    // How port 0 must be driven for the camera to listen and speak on the parallel link.
-    std::uint8_t linkDirections;
-    std::uint8_t linkStates;
-    // The processor runs only when memory was written since power-up.
-    bool firmwareRequired;
-};
-
 class Controller {
 public:
-    // Bus and link outlive the controller.
-    Controller(const ControllerTraits& traits, I2cBus& i2c, ParallelLink& link, Journal journal);
+    // Electronics, bus and link outlive the controller. With `firmwareRequired` the processor runs
+    // only when memory was written since power-up.
+    Controller(bool firmwareRequired, Electronics& electronics, I2cBus& i2c, ParallelLink& link,
+               Journal journal);
 
     // The vendor request that reaches the memory works at any time, firmware or not.
     virtualusb::Outcome writeMemory(std::uint16_t address, std::span<const std::uint8_t> data);
@@ -72,12 +67,14 @@ private:
     Verdict getPortLevels(const FramedRequest& request, Bytes& answer);
     Verdict transferI2c(const FramedRequest& request, Bytes& answer);
     Verdict setI2cSpeed(const FramedRequest& request, Bytes& answer);
+    Verdict transferSerial(const FramedRequest& request, Bytes& answer);
     Verdict loadLinkTable(const FramedRequest& request, Bytes& answer);
     Verdict readLink(const FramedRequest& request, Bytes& answer);
     Verdict writeLink(const FramedRequest& request, Bytes& answer);
     Verdict setTimeout(const FramedRequest& request, Bytes& answer);
 
-    ControllerTraits traits;
+    bool firmwareRequired;
+    Electronics& electronics;
     I2cBus& i2c;
     ParallelLink& link;
     Journal journal;

@@ -21,14 +21,14 @@ constexpr std::uint64_t kFifoChip = 4096;
 } // namespace
 
 ParallelLink::ParallelLink(const Clock& clock_, Fifo& fifo_, LinkTarget& target_, Journal journal_,
-                           std::span<const std::uint8_t> requiredTable_)
+                           LinkTables requiredTables_)
     : clock(clock_), fifo(fifo_), target(target_), journal(std::move(journal_)),
-      requiredTable(requiredTable_) {
+      requiredTables(requiredTables_) {
     powerUp();
 }
 
 void ParallelLink::powerUp() {
-    tableFits = false;
+    tablesLoaded = 0;
     fifo.clear();
     reset();
 }
@@ -59,14 +59,22 @@ void ParallelLink::abandonRead() {
 
 void ParallelLink::loadTable(std::span<const std::uint8_t> table) {
     abandonRead();
-    tableFits = std::equal(table.begin(), table.end(), requiredTable.begin(), requiredTable.end());
+    const auto isNumber = [&](std::size_t number) {
+        return std::equal(table.begin(), table.end(), requiredTables[number].begin(),
+                          requiredTables[number].end());
+    };
+    const std::size_t next = tablesFit() ? 0 : tablesLoaded;
+    const bool expected = isNumber(next);
+    tablesLoaded = expected ? next + 1 : isNumber(0) ? 1 : 0;
     journal("parallel link: table of ", table.size(), " bytes loaded, ",
-            tableFits ? "the one this camera needs" : "not the one this camera needs");
+            tablesFit()         ? "the one this camera needs"
+            : tablesLoaded != 0 ? "another one must follow"
+                                : "not the one this camera needs");
 }
 
 void ParallelLink::armRead(std::uint32_t length) {
     abandonRead();
-    if (!tableFits)
+    if (!tablesFit())
         journal("parallel link: nothing to read without the right table");
     else if (!enabled)
         journal("parallel link: nothing to read, the ports are not set up for it");
@@ -142,7 +150,7 @@ bool ParallelLink::queue(std::span<const std::uint8_t> bytes) {
 
 bool ParallelLink::commit() {
     const std::vector<std::uint8_t> bytes = std::exchange(outgoing, {});
-    if (!tableFits) {
+    if (!tablesFit()) {
         journal("parallel link: ", bytes.size(), " bytes cannot go out without the right table");
         return false;
     }

@@ -25,11 +25,13 @@ public:
     virtual void linkReset() = 0;
 };
 
+using LinkTables = std::span<const std::span<const std::uint8_t>>;
+
 class ParallelLink {
 public:
-    // `requiredTable` is static data.
+    // `requiredTables`, in the order in which they must be loaded, are static data.
     ParallelLink(const Clock& clock, Fifo& fifo, LinkTarget& target, Journal journal,
-                 std::span<const std::uint8_t> requiredTable);
+                 LinkTables requiredTables);
 
     // The electronics lost their supply: table and FIFO are gone.
     void powerUp();
@@ -64,6 +66,7 @@ private:
         std::optional<std::uint32_t> awaited; // by a read that found too little
     };
 
+    bool tablesFit() const { return tablesLoaded == requiredTables.size(); }
     void abandonRead();
     Microseconds deadline(Microseconds now) const;
     std::vector<std::uint8_t> takeUnfetched(std::uint32_t limit);
@@ -74,11 +77,11 @@ private:
     Fifo& fifo;
     LinkTarget& target;
     Journal journal;
-    std::span<const std::uint8_t> requiredTable;
-    bool tableFits = false;
+    LinkTables requiredTables;
+    std::size_t tablesLoaded = 0; // of the required ones, in their order
     bool enabled = false;
     Microseconds timeout = 0;
-    std::optional<ArmedRead> armed; // only while the table fits
+    std::optional<ArmedRead> armed; // only while the tables fit
     std::uint32_t unfetched = 0;    // closing bytes of earlier reads that wait in the endpoint
     std::vector<std::uint8_t> outgoing;
 };

@@ -19,6 +19,7 @@ enum class Outcome {
     done,    // the request finished; for IN the data is what was moved
     stalled, // refused (the host sees EPIPE)
     nothing, // no data or no room yet: stays pending until the device changes or the host gives up
+    gone,    // unplugged; wakeIn() tells when it is plugged in again (nullopt: never)
 };
 
 struct Reply {

@@ -7,7 +7,6 @@
 #include <array>
 #include <cmath>
 #include <iterator>
-#include <utility>
 
 namespace tavo::virtualcamera {
 
@@ -36,8 +35,17 @@ constexpr Microseconds kInitialiseStep = 15 * kMillisecond;
 
 } // namespace
 
-std::span<const std::uint8_t> ridgeLinkTable() {
-    return kLinkTable;
+LinkTables RidgeFirmware::linkTables() const {
+    static constexpr std::span<const std::uint8_t> tables[] = {kLinkTable};
+    return tables;
+}
+
+bool RidgeFirmware::linkEnabled(const Ports& ports) const {
+    return ports.outputDirections()[0] == 0x9F && ports.outputStates()[0] == 0x80;
+}
+
+std::unique_ptr<Electronics> makeRidgeElectronics(const CameraParts& parts) {
+    return std::make_unique<RidgeFirmware>(parts);
 }
 
 const RidgeFirmware::Handler RidgeFirmware::kHandlers[] = {
@@ -64,17 +72,14 @@ const RidgeFirmware::Handler RidgeFirmware::kHandlers[] = {
     {136, 2, true, "select a filter", &RidgeFirmware::selectFilter},
 };
 
-RidgeFirmware::RidgeFirmware(const Model& model_, Instrument& instrument_, const Clock& clock_,
-                             Fifo& fifo_, Journal journal_)
-    : model(model_), instrument(instrument_), clock(clock_), fifo(fifo_),
-      journal(std::move(journal_)) {}
+RidgeFirmware::RidgeFirmware(const CameraParts& parts)
+    : model(parts.model), instrument(parts.instrument), clock(parts.clock), fifo(parts.fifo),
+      journal(parts.journal), sequence(instrument, fifo), panel(model, instrument) {}
 
 // The head stays as it is - cold, its application running - but no image survives.
 void RidgeFirmware::linkReset() {
     instrument.advance();
-    instrument.dropExposure();
-    exposed.reset();
-    stage = Stage::idle;
+    sequence.reset();
 }
 
 void RidgeFirmware::receive(std::span<const std::uint8_t> bytes) {
@@ -138,6 +143,10 @@ void RidgeFirmware::acknowledge(bool done) {
 }
 
 void RidgeFirmware::ping(Arguments arguments) {
+    if (!model.answersPing) {
+        journal("command 80 ping: ", unsigned{arguments[0]}, ", never answered");
+        return;
+    }
     const unsigned answer = (arguments[0] + 1U) & 0xFF;
     journal("command 80 ping: ", unsigned{arguments[0]}, ", answered with ", answer);
     reply({answer});
@@ -173,9 +182,7 @@ void RidgeFirmware::describe(Arguments) {
 void RidgeFirmware::initialise(Arguments) {
     journal("command 44 start the application");
     applicationStarted = true;
-    stage = Stage::idle;
-    exposed.reset();
-    instrument.dropExposure();
+    sequence.reset();
     if (instrument.hasShutter())
         instrument.setShutter(false);
     instrument.mount().releaseAll();

@@ -3,6 +3,7 @@
 // The commands of the Ridge firmware that lead from an empty sensor to an image in the FIFO.
 #include "ridge.h"
 
+#include "../camera/frame_bytes.h"
 #include "../controller/bytes.h"
 
 #include <utility>
@@ -41,47 +42,30 @@ void RidgeFirmware::exposureControl(Arguments arguments) {
     const unsigned value = u16le(arguments, 0);
     if (value == 0) {
         journal("command 2 exposure control: prepare");
-        instrument.dropExposure();
-        exposed.reset();
-        stage = Stage::prepared;
+        sequence.prepare();
     } else if (value == 1) {
-        finishExposure();
+        const double seconds = instrument.exposedSeconds();
+        if (sequence.finish())
+            journal("command 2 exposure control: end after ", seconds, " s");
+        else
+            journal("command 2 exposure control: end, but nothing is being exposed, ignored");
     } else {
         journal("command 2 exposure control: value ", value, " means nothing, ignored");
     }
 }
 
-void RidgeFirmware::finishExposure() {
-    if (stage != Stage::exposing) {
-        journal("command 2 exposure control: end, but nothing is being exposed, ignored");
-        return;
-    }
-    journal("command 2 exposure control: end after ", instrument.exposedSeconds(), " s");
-    exposed = instrument.finishExposure();
-    stage = Stage::exposed;
-}
-
-// An image that no one has fetched goes with the charge, or the next one would come after it.
 void RidgeFirmware::clearSensor(Arguments) {
-    if (stage != Stage::prepared) {
-        journal("command 4 clear the sensor: not prepared, ignored");
-        return;
-    }
-    journal("command 4 clear the sensor");
-    fifo.clear();
-    stage = Stage::cleared;
+    const bool done = sequence.clear();
+    journal("command 4 clear the sensor", done ? "" : ": not prepared, ignored");
 }
 
 void RidgeFirmware::startExposure(Arguments) {
-    if (stage != Stage::cleared) {
+    if (!sequence.start())
         journal("command 5 start the exposure: the sensor is not cleared, ignored");
-        return;
-    }
-    journal("command 5 start the exposure, shutter ", !instrument.hasShutter()   ? "absent"
-                                                      : instrument.shutterOpen() ? "open"
-                                                                                 : "closed");
-    instrument.startExposure();
-    stage = Stage::exposing;
+    else
+        journal("command 5 start the exposure, shutter ", !instrument.hasShutter()   ? "absent"
+                                                          : instrument.shutterOpen() ? "open"
+                                                                                     : "closed");
 }
 
 void RidgeFirmware::setShutter(Arguments arguments) {
@@ -111,25 +95,24 @@ bool RidgeFirmware::acceptable(const Readout& readout) const {
         problem = "the binning is not offered";
     else if (window.columns() == 0 || window.rows() == 0)
         problem = "the window is empty";
-    else if (readout.timed() ? stage != Stage::exposing : stage != Stage::exposed)
-        problem = !readout.timed()          ? "nothing has been exposed"
-                  : stage == Stage::exposed ? "the host has timed the exposure, so that the code "
-                                              "must be 0"
-                                            : "the sensor has not been prepared";
+    else if (readout.timed() ? !sequence.isExposing() : !sequence.isExposed())
+        problem = !readout.timed()       ? "nothing has been exposed"
+                  : sequence.isExposed() ? "the host has timed the exposure, so that the code "
+                                           "must be 0"
+                                         : "the sensor has not been prepared";
     if (problem)
         journal("camera: no data, ", problem);
     return problem == nullptr;
 }
 
 // REQUIRES: the request is acceptable.
-std::optional<Exposure> RidgeFirmware::takeExposure(const Readout& readout) {
-    stage = Stage::idle;
+Exposure RidgeFirmware::takeExposure(const Readout& readout) {
     if (!readout.timed())
-        return std::exchange(exposed, std::nullopt);
+        return sequence.take();
     // The camera works its shutter by itself and leaves it closed.
     if (instrument.hasShutter())
         instrument.setShutter(false);
-    return instrument.timedExposure(readout.seconds(), !instrument.hasShutter() || !readout.dark());
+    return sequence.takeTimed(readout.seconds(), !instrument.hasShutter() || !readout.dark());
 }
 
 void RidgeFirmware::readOut(Arguments arguments) {
@@ -151,18 +134,16 @@ void RidgeFirmware::readOut(Arguments arguments) {
             readout.dark() ? ", dark" : "", ", flags ", hex(readout.flags, 4));
     if (!acceptable(readout))
         return;
-    auto exposure = takeExposure(readout);
-    if (!exposure)
-        return;
+    Exposure exposure = takeExposure(readout);
     if (readout.preview())
-        exposure->readNoiseFactor = kPreviewNoise;
+        exposure.readNoiseFactor = kPreviewNoise;
     const double pace = model.pixelsPerSecond * (readout.preview() ? kPreviewSpeed : 1.0);
     const auto start = clock.now() + model.readoutLatency +
                        static_cast<Microseconds>(readout.seconds() * double{kSecond});
     journal("camera: image of ", window.columns(), "x", window.rows(), " pixels on its way");
     constexpr double kBytesPerPixel = 2.0;
-    fifo.stream(instrument.readOut(*exposure, window, Instrument::ByteOrder::littleEndian), start,
-                double{kSecond} / (pace * kBytesPerPixel));
+    fifo.stream(std::make_unique<FrameBytes>(instrument.render(exposure, window), littleEndianRow),
+                start, double{kSecond} / (pace * kBytesPerPixel));
 }
 
 } // namespace tavo::virtualcamera

@@ -4,31 +4,34 @@
 // (16 bits, low byte first) through the FIFO.
 #pragma once
 
+#include "../camera/camera_device.h"
+#include "../camera/cooler_panel.h"
+#include "../camera/exposure_sequence.h"
+#include "../camera/instrument.h"
+#include "../camera/model.h"
 #include "../controller/clock.h"
+#include "../controller/electronics.h"
 #include "../controller/fifo.h"
 #include "../controller/journal.h"
-#include "../controller/parallel_link.h"
-#include "instrument.h"
-#include "model.h"
 
 #include <cstdint>
 #include <initializer_list>
-#include <optional>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace tavo::virtualcamera {
 
-// The interface-engine table without which the parallel link of these cameras moves nothing.
-std::span<const std::uint8_t> ridgeLinkTable();
+std::span<const Model> ridgeModels();
+std::unique_ptr<Electronics> makeRidgeElectronics(const CameraParts& parts);
 
-class RidgeFirmware final : public LinkTarget {
+class RidgeFirmware final : public Electronics {
 public:
-    // Clock, FIFO and instrument outlive the firmware.
-    RidgeFirmware(const Model& model, Instrument& instrument, const Clock& clock, Fifo& fifo,
-                  Journal journal);
+    explicit RidgeFirmware(const CameraParts& parts);
 
+    LinkTables linkTables() const override;
+    bool linkEnabled(const Ports& ports) const override;
     void receive(std::span<const std::uint8_t> bytes) override;
     void linkReset() override;
 
@@ -43,8 +46,6 @@ private:
     };
     static const Handler kHandlers[];
 
-    // How far the sequence that leads to an image has got.
-    enum class Stage { idle, prepared, cleared, exposing, exposed };
     struct Readout;
 
     void dispatch(const Handler& handler, Arguments arguments);
@@ -76,12 +77,9 @@ private:
     void wheelStatus(Arguments arguments);
     void selectFilter(Arguments arguments);
 
-    void finishExposure();
-    bool drivePower(unsigned level);
     bool acceptable(const Readout& readout) const;
-    std::optional<Exposure> takeExposure(const Readout& readout);
+    Exposure takeExposure(const Readout& readout);
     unsigned descriptionFlags() const;
-    unsigned coolerFlags() const;
 
     Model model;
     Instrument& instrument;
@@ -89,8 +87,8 @@ private:
     Fifo& fifo;
     Journal journal;
     bool applicationStarted = false;
-    Stage stage = Stage::idle;
-    std::optional<Exposure> exposed;
+    ExposureSequence sequence;
+    CoolerPanel panel;
 };
 
 } // namespace tavo::virtualcamera

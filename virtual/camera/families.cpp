@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "../ridge/ridge.h"
+#include "camera_device.h"
+#include "family.h"
+
+#include <utility>
+
+namespace tavo::virtualcamera {
+
+namespace {
+
+template <MakeElectronics makeElectronics>
+std::unique_ptr<virtualusb::Device> assemble(const Model& model, std::shared_ptr<const Clock> clock,
+                                             Log log) {
+    return assembleControllerCamera(model, std::move(clock), std::move(log), makeElectronics);
+}
+
+} // namespace
+
+std::span<const CameraFamily> families() {
+    static constexpr CameraFamily table[] = {
+        {"ridge", ridgeModels, assemble<makeRidgeElectronics>,
+         "shutter wheel cooler guide guide-rate ping colour firmware"},
+    };
+    return table;
+}
+
+} // namespace tavo::virtualcamera
