@@ -2,7 +2,7 @@
 //
 // A program for the bus tests to run on a bus. "echo" sends bytes through the loopback device and
 // exits with 0 when they come back; "hold" claims the device, prints its process id and waits;
-// "list" prints the product ids of all devices.
+// "busy" echoes without end; "list" prints the product ids of all devices.
 #include "loopback_device.h"
 
 #include <libusb.h>
@@ -46,6 +46,13 @@ int list() {
     return 0;
 }
 
+// Never ends by itself.
+int busy(libusb_device_handle* handle) {
+    while (echo(handle) == 0) {
+    }
+    return kFault;
+}
+
 int hold() {
     std::printf("%d\n", static_cast<int>(getpid()));
     std::fflush(stdout);
@@ -67,7 +74,7 @@ int main(int argc, char** argv) {
     int status = kFault;
     if (libusb_claim_interface(handle, 0) == 0 &&
         libusb_set_interface_alt_setting(handle, 0, 1) == 0)
-        status = task == "hold" ? hold() : echo(handle);
+        status = task == "hold" ? hold() : task == "busy" ? busy(handle) : echo(handle);
     libusb_close(handle);
     libusb_exit(nullptr);
     return status;

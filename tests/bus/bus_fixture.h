@@ -26,6 +26,8 @@ inline constexpr unsigned kPatience = 5000; // milliseconds; only a fault makes 
 
 class BusTest : public testing::Test {
 protected:
+    BusTest() = default;
+    explicit BusTest(const virtualusb::BusOptions& options) : bus(options) {}
     void SetUp() override {
         bus.plug(makeLoopback());
         ASSERT_EQ(libusb_init(&context), 0);
@@ -72,6 +74,34 @@ inline int query(const Handle& handle, std::uint8_t request, Bytes& data,
                  unsigned timeout = kPatience) {
     return libusb_control_transfer(handle.get(), 0xc0, request, 0, 0, data.data(),
                                    static_cast<std::uint16_t>(data.size()), timeout);
+}
+
+struct Pending {
+    Bytes data;
+    int status = -1;
+    int count = 0;
+    int done = 0;
+
+    static void finish(libusb_transfer* transfer) {
+        auto* self = static_cast<Pending*>(transfer->user_data);
+        self->status = transfer->status;
+        self->count = transfer->actual_length;
+        self->done = 1;
+    }
+};
+
+struct FreeTransfer {
+    void operator()(libusb_transfer* transfer) const { libusb_free_transfer(transfer); }
+};
+using TransferPointer = std::unique_ptr<libusb_transfer, FreeTransfer>;
+
+inline TransferPointer startRead(const Handle& handle, std::uint8_t endpoint, Pending& pending) {
+    TransferPointer transfer(libusb_alloc_transfer(0));
+    libusb_fill_bulk_transfer(transfer.get(), handle.get(), endpoint, pending.data.data(),
+                              static_cast<int>(pending.data.size()), Pending::finish, &pending,
+                              kPatience);
+    EXPECT_EQ(libusb_submit_transfer(transfer.get()), 0);
+    return transfer;
 }
 
 inline Bytes counting(std::size_t size) {

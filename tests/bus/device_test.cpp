@@ -111,14 +111,28 @@ TEST_F(DeviceTest, AlternateSettingReachesTheDevice) {
     EXPECT_EQ(libusb_set_interface_alt_setting(handle.get(), 0, 5), LIBUSB_ERROR_NOT_FOUND);
 }
 
-TEST_F(DeviceTest, UnclaimedInterfaceMovesNoBulkData) {
+TEST_F(DeviceTest, UseClaimsAnInterface) {
+    const Handle first = open();
+    const Handle second = open();
+    ASSERT_TRUE(first);
+    ASSERT_TRUE(second);
+    Bytes data(4);
+    EXPECT_EQ(query(first, kReadState, data), 3);
+    EXPECT_EQ(libusb_claim_interface(second.get(), 0), 0) << "vendor requests make no claim";
+    ASSERT_EQ(libusb_set_interface_alt_setting(second.get(), 0, 1), 0);
+    EXPECT_EQ(bulk(first, kEchoOut, data).error, LIBUSB_ERROR_IO) << "busy, in libusb's words";
+    ASSERT_EQ(libusb_release_interface(second.get(), 0), 0);
+    EXPECT_EQ(bulk(first, kEchoOut, data).error, LIBUSB_ERROR_IO) << "of setting 1, not of 0";
+    EXPECT_EQ(libusb_claim_interface(second.get(), 0), LIBUSB_ERROR_BUSY);
+}
+
+TEST_F(DeviceTest, ReleaseReturnsToSettingZero) {
     const Handle handle = openReady();
     ASSERT_TRUE(handle);
-    Bytes data(4);
-    EXPECT_EQ(bulk(handle, kEchoOut, data).error, 0);
     ASSERT_EQ(libusb_release_interface(handle.get(), 0), 0);
-    EXPECT_EQ(bulk(handle, kEchoOut, data, 50).error, LIBUSB_ERROR_IO);
-    EXPECT_EQ(query(handle, kReadState, data), 2) << "vendor requests need no claim";
+    Bytes state(1);
+    EXPECT_EQ(query(handle, kReadState, state), 1);
+    EXPECT_EQ(state[0], 0);
 }
 
 TEST_F(DeviceTest, EndpointsOfAnotherSettingAreAbsent) {
@@ -168,13 +182,18 @@ TEST_F(DeviceTest, ReopenedDeviceIsFreshlyUsable) {
     }
 }
 
-TEST_F(DeviceTest, SettingOutlivesAClose) {
+TEST_F(DeviceTest, CloseReturnsToSettingZero) {
     { ASSERT_TRUE(openReady()); }
     const Handle handle = open();
     ASSERT_TRUE(handle);
-    ASSERT_EQ(libusb_claim_interface(handle.get(), 0), 0);
-    Bytes data{1};
-    EXPECT_EQ(bulk(handle, kEchoOut, data).error, 0);
+    Bytes state(1);
+    state[0] = 1;
+    // The bus hears of a close a little later.
+    for (int i = 0; i < 500 && state[0] != 0; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        ASSERT_EQ(query(handle, kReadState, state), 1);
+    }
+    EXPECT_EQ(state[0], 0);
 }
 
 TEST_F(DeviceTest, ResetReachesTheDeviceAndUndoesTheSetting) {
@@ -223,6 +242,9 @@ TEST_F(DeviceTest, ClaimOfAnotherProcessHoldsUntilItDies) {
     const Handle handle = open();
     ASSERT_TRUE(handle);
     EXPECT_EQ(libusb_claim_interface(handle.get(), 0), LIBUSB_ERROR_BUSY);
+    Bytes state(1);
+    EXPECT_EQ(query(handle, kReadState, state), 1);
+    EXPECT_EQ(state[0], 1);
     holder.end();
     int error = LIBUSB_ERROR_BUSY;
     for (int i = 0; i < 500 && error == LIBUSB_ERROR_BUSY; ++i) {
@@ -230,6 +252,8 @@ TEST_F(DeviceTest, ClaimOfAnotherProcessHoldsUntilItDies) {
         error = libusb_claim_interface(handle.get(), 0);
     }
     EXPECT_EQ(error, 0);
+    EXPECT_EQ(query(handle, kReadState, state), 1);
+    EXPECT_EQ(state[0], 0) << "released by the kernel, as by a close";
 }
 
 TEST(BusDirectory, IsRemovedWithTheBus) {

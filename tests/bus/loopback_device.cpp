@@ -11,6 +11,10 @@ namespace {
 using namespace tavo::virtualusb;
 using Clock = std::chrono::steady_clock;
 
+// Standard requests to an endpoint.
+constexpr std::uint8_t kToEndpoint = 0x02;
+constexpr std::uint8_t kClearFeature = 0x01;
+
 std::uint8_t low(unsigned value) {
     return static_cast<std::uint8_t>(value & 0xff);
 }
@@ -59,30 +63,45 @@ public:
     }
 
     Outcome setAlternateSetting(unsigned, unsigned setting) override {
+        if (unplugged)
+            return Outcome::gone;
         chosen = low(setting);
         return Outcome::done;
     }
 
     Outcome controlOut(const SetupPacket& setup, std::span<const std::uint8_t> data) override {
+        if (unplugged)
+            return Outcome::gone;
+        if (setup.requestType == kToEndpoint) {
+            if (setup.request == kClearFeature)
+                ++clearedHalts;
+            return Outcome::done;
+        }
         switch (setup.request) {
         case kStore: stored.assign(data.begin(), data.end()); return Outcome::done;
         case kArmLate: lateAt = Clock::now() + std::chrono::milliseconds(setup.value); break;
-        case kArmSource:
-            sourceEnd = setup.value | std::size_t{setup.index} << 16;
-            sourcePosition = 0;
-            break;
+        case kArmSource: armSource(setup.value | std::size_t{setup.index} << 16); break;
+        case kUnplug: unplug(setup.value); return Outcome::gone;
+        case kRefuseOnce: refusesOnce = true; break;
+        case kUnplugOnRead: unplugOnRead = setup.value; break;
         default: return Outcome::stalled;
         }
         return Outcome::done;
     }
 
     Reply controlIn(const SetupPacket& setup) override {
+        if (unplugged)
+            return {Outcome::gone, {}};
         switch (setup.request) {
         case kStore: {
             const auto count = std::min<std::size_t>(stored.size(), setup.length);
             return {Outcome::done, Bytes(stored.begin(), stored.begin() + std::ptrdiff_t(count))};
         }
-        case kReadState: return {Outcome::done, {chosen, resets}};
+        case kReadState: {
+            Bytes state{chosen, resets, clearedHalts};
+            state.resize(std::min<std::size_t>(state.size(), setup.length));
+            return {Outcome::done, state};
+        }
         case kSilent: return {Outcome::nothing, {}};
         case kTooMuch: return {Outcome::done, Bytes(setup.length + std::size_t{1}, 0xee)};
         default: return {Outcome::stalled, {}};
@@ -90,13 +109,17 @@ public:
     }
 
     Outcome bulkOut(std::uint8_t endpoint, std::span<const std::uint8_t> data) override {
-        if (endpoint == kRefusedOut)
+        if (unplugged)
+            return Outcome::gone;
+        if (endpoint == kRefusedOut || std::exchange(refusesOnce, false))
             return Outcome::stalled;
         echoes.emplace_back(data.begin(), data.end());
         return Outcome::done;
     }
 
     Reply bulkIn(std::uint8_t endpoint, std::uint32_t length) override {
+        if (unplugged)
+            return {Outcome::gone, {}};
         switch (endpoint) {
         case kEchoIn: return echo(length);
         case kLateIn: return late();
@@ -106,10 +129,11 @@ public:
     }
 
     std::optional<std::uint64_t> wakeIn() const override {
-        if (!lateAt)
+        const auto& time = unplugged ? returnsAt : lateAt;
+        if (!time)
             return std::nullopt;
         const auto rest =
-            std::chrono::duration_cast<std::chrono::microseconds>(*lateAt - Clock::now());
+            std::chrono::duration_cast<std::chrono::microseconds>(*time - Clock::now());
         return static_cast<std::uint64_t>(std::max<std::int64_t>(rest.count(), 0));
     }
 
@@ -117,6 +141,7 @@ public:
         chosen = 0;
         ++resets;
         echoes.clear();
+        unplugged = false;
     }
 
 private:
@@ -132,7 +157,25 @@ private:
         return {Outcome::done, std::move(data)};
     }
 
+    void unplug(std::uint16_t milliseconds) {
+        unplugged = true;
+        returnsAt.reset();
+        if (milliseconds != 0xffff)
+            returnsAt = Clock::now() + std::chrono::milliseconds(milliseconds);
+    }
+
+    void armSource(std::size_t count) {
+        sourceBytes.resize(count);
+        for (std::size_t i = 0; i < count; ++i)
+            sourceBytes[i] = sourceByte(i);
+        sourcePosition = 0;
+    }
+
     Reply late() {
+        if (const auto time = std::exchange(unplugOnRead, std::nullopt)) {
+            unplug(*time);
+            return {Outcome::gone, {}};
+        }
         if (!lateAt || Clock::now() < *lateAt)
             return {};
         lateAt.reset();
@@ -140,13 +183,12 @@ private:
     }
 
     Reply source(std::uint32_t length) {
-        const auto count = std::min<std::size_t>(length, sourceEnd - sourcePosition);
+        const auto count = std::min<std::size_t>(length, sourceBytes.size() - sourcePosition);
         if (count == 0)
             return {};
-        Bytes data(count);
-        for (std::uint8_t& byte : data)
-            byte = sourceByte(sourcePosition++);
-        return {Outcome::done, std::move(data)};
+        const auto begin = sourceBytes.begin() + static_cast<std::ptrdiff_t>(sourcePosition);
+        sourcePosition += count;
+        return {Outcome::done, Bytes(begin, begin + static_cast<std::ptrdiff_t>(count))};
     }
 
     std::uint16_t product;
@@ -155,8 +197,13 @@ private:
     Bytes stored;
     std::deque<Bytes> echoes;
     std::optional<Clock::time_point> lateAt;
+    Bytes sourceBytes;
     std::size_t sourcePosition = 0;
-    std::size_t sourceEnd = 0;
+    std::uint8_t clearedHalts = 0;
+    bool unplugged = false;
+    bool refusesOnce = false;
+    std::optional<Clock::time_point> returnsAt;
+    std::optional<std::uint16_t> unplugOnRead;
 };
 
 } // namespace

@@ -28,9 +28,13 @@ inline constexpr std::uint8_t kRefusedIn = 0x88;
 inline constexpr std::uint8_t kStore = 1;     // out: keeps the data; in: gives it back
 inline constexpr std::uint8_t kArmLate = 2;   // out: value is milliseconds
 inline constexpr std::uint8_t kArmSource = 3; // out: value | index << 16 is the count of bytes
-inline constexpr std::uint8_t kReadState = 4; // in: chosen setting, count of resets
+inline constexpr std::uint8_t kReadState = 4; // in: setting, count of resets, of cleared halts
 inline constexpr std::uint8_t kSilent = 5;    // in: no answer
 inline constexpr std::uint8_t kTooMuch = 6;   // in: a byte more than asked for
+// Out: unplugs itself, for as many milliseconds as value says; 0xffff: for ever.
+inline constexpr std::uint8_t kUnplug = 7;
+inline constexpr std::uint8_t kRefuseOnce = 9;   // out: kEchoOut refuses once
+inline constexpr std::uint8_t kUnplugOnRead = 8; // out: the same at the next read of kLateIn
 
 std::uint8_t sourceByte(std::size_t position);
 

@@ -62,18 +62,18 @@ protected:
 };
 
 TEST_F(PortTest, LaterReadsDoNotOvertake) {
-    ASSERT_EQ(port.submit(transfer(kEchoIn, 8)), 0);
-    limit = 4;
-    ASSERT_EQ(port.submit(transfer(kEchoIn, 4)), 0);
+    ASSERT_EQ(port.submit(transfer(kEchoIn, 2048)), 0);
+    limit = 1024;
+    ASSERT_EQ(port.submit(transfer(kEchoIn, 1024)), 0);
     EXPECT_TRUE(finished.empty());
-    ASSERT_EQ(port.submit(transfer(kSourceIn, 3)), 0) << "another endpoint";
+    ASSERT_EQ(port.submit(transfer(kSourceIn, 512)), 0) << "another endpoint";
     ASSERT_EQ(finished.size(), 1u);
-    EXPECT_EQ(finished[0].moved, 3u);
-    limit = 8;
+    EXPECT_EQ(finished[0].moved, 512u);
+    limit = 2048;
     port.service();
     ASSERT_EQ(finished.size(), 3u);
-    EXPECT_EQ(finished[1].moved, 8u);
-    EXPECT_EQ(finished[2].moved, 4u);
+    EXPECT_EQ(finished[1].moved, 2048u);
+    EXPECT_EQ(finished[2].moved, 1024u);
 }
 
 TEST_F(PortTest, WriteWaitsForRoom) {

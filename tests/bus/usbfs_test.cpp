@@ -232,7 +232,7 @@ TEST_F(UsbfsTest, MalformedBlocksAreRefused) {
 
 TEST_F(UsbfsTest, ShortAnswerEndsASplitTransfer) {
     ASSERT_EQ(makeReady(), 0);
-    std::array<Bytes, 3> buffers{Bytes(100), Bytes(100), Bytes(100)};
+    std::array<Bytes, 3> buffers{Bytes(512), Bytes(512), Bytes(512)};
     const unsigned next = USBDEVFS_URB_BULK_CONTINUATION;
     std::array<usbdevfs_urb, 3> blocks{
         bulkBlock(kSourceIn, buffers[0], USBDEVFS_URB_SHORT_NOT_OK),
@@ -240,17 +240,17 @@ TEST_F(UsbfsTest, ShortAnswerEndsASplitTransfer) {
         bulkBlock(kSourceIn, buffers[2], next)};
     for (usbdevfs_urb& block : blocks)
         ASSERT_EQ(call(USBDEVFS_SUBMITURB, &block), 0);
-    ASSERT_EQ(armSource(130), 0);
+    ASSERT_EQ(armSource(542), 0);
     for (usbdevfs_urb& block : blocks) {
         void* reaped = nullptr;
         ASSERT_EQ(call(USBDEVFS_REAPURBNDELAY, &reaped), 0);
         EXPECT_EQ(reaped, &block);
     }
     EXPECT_EQ(blocks[0].status, 0);
-    EXPECT_EQ(blocks[0].actual_length, 100);
+    EXPECT_EQ(blocks[0].actual_length, 512);
     EXPECT_EQ(blocks[1].status, -EREMOTEIO);
     EXPECT_EQ(blocks[1].actual_length, 30);
-    EXPECT_EQ(buffers[1][29], sourceByte(129));
+    EXPECT_EQ(buffers[1][29], sourceByte(541));
     EXPECT_EQ(blocks[2].status, -ECONNRESET);
     EXPECT_EQ(call(USBDEVFS_SUBMITURB, &blocks[2]), EREMOTEIO) << "a late part of the old one";
     EXPECT_EQ(call(USBDEVFS_SUBMITURB, &blocks[0]), 0) << "the start of a new one";

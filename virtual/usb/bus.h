@@ -5,9 +5,7 @@
 #pragma once
 
 #include "device.h"
-#include "object_ref.h"
-
-#include <umockdev.h>
+#include "transfer_memory.h"
 
 #include <memory>
 #include <string>
@@ -15,22 +13,34 @@
 
 namespace tavo::virtualusb {
 
-class UsbfsNode;
+class RootHub;
 
+struct BusOptions {
+    // What all pending transfers may occupy together, in bytes; 0: as much as they want.
+    std::uint64_t transferMemory = kDefaultTransferMemory;
+};
+
+// Thread-safe. A device that says that it is gone is unplugged, and plugged in again, under a new
+// number, when it says so.
 class Bus {
 public:
     // Makes the testbed's directory under the system's place for temporary files and names it in
     // this process's environment as UMOCKDEV_DIR. One bus at a time. Throws std::runtime_error.
-    Bus();
+    explicit Bus(const BusOptions& options = {});
     // Deletes the devices and the directory. Programs that still have a device open abort at
     // their next use of it.
     ~Bus();
     Bus(const Bus&) = delete;
     Bus& operator=(const Bus&) = delete;
 
-    // Plugs a device into the next free port and returns its device number, 2 for the first. Throws
-    // std::invalid_argument for malformed descriptors, std::runtime_error when the bus is full.
+    // Plugs a device into the first free port and returns its device number, 2 for the first.
+    // Throws std::invalid_argument for malformed descriptors, std::runtime_error when the bus is
+    // full.
     unsigned plug(std::unique_ptr<Device> device);
+
+    // Pulls a device out and gives it back. What programs have pending on it ends, and their
+    // further requests find no device. Throws std::invalid_argument when no device has that number.
+    std::unique_ptr<Device> unplug(unsigned number);
 
     // Where the testbed is.
     std::string directory() const;
@@ -39,10 +49,7 @@ public:
     std::vector<std::string> environment() const;
 
 private:
-    void describe(const std::string& description);
-
-    ObjectRef<UMockdevTestbed> testbed;
-    std::vector<std::shared_ptr<UsbfsNode>> nodes;
+    std::shared_ptr<RootHub> hub;
 };
 
 } // namespace tavo::virtualusb

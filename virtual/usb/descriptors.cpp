@@ -89,7 +89,8 @@ void Descriptors::readEndpoint(std::span<const std::uint8_t> descriptor) {
     if (settings.empty())
         refuse("an endpoint stands before any interface");
     const auto kind = static_cast<EndpointKind>(descriptor[3] & 3);
-    settings.back().endpoints.push_back({descriptor[2], kind});
+    const unsigned packetSize = littleEndian16(descriptor, 4) & 0x7ffu;
+    settings.back().endpoints.push_back({descriptor[2], kind, packetSize});
 }
 
 bool Descriptors::hasInterface(unsigned interface) const {

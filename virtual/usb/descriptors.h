@@ -22,6 +22,7 @@ enum class EndpointKind : std::uint8_t { control = 0, isochronous = 1, bulk = 2,
 struct EndpointDescription {
     std::uint8_t address = 0; // with the direction bit
     EndpointKind kind = EndpointKind::bulk;
+    std::uint32_t packetSize = 0; // the most that one packet holds, in bytes
 };
 
 struct SettingDescription {

@@ -51,6 +51,10 @@ public:
     virtual Outcome bulkOut(std::uint8_t endpoint, std::span<const std::uint8_t> data) = 0;
     virtual Reply bulkIn(std::uint8_t endpoint, std::uint32_t length) = 0;
 
+    // The host has given up a request that was answered "nothing". For the control pipe the
+    // endpoint is 0x00 or, with the direction bit, 0x80.
+    virtual void cancelled(std::uint8_t) {}
+
     // How long from now until a request that was answered "nothing" is worth asking again, in
     // microseconds (0: as soon as possible; nullopt: only after another request).
     virtual std::optional<std::uint64_t> wakeIn() const = 0;

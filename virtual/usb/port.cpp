@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "port.h"
 
+#include "standard_requests.h"
+
 #include <cerrno>
 #include <utility>
 
@@ -10,22 +12,69 @@ namespace {
 // The file system keeps claims in a word of this many bits.
 constexpr unsigned kMaxInterfaces = 32;
 
+int errorOf(Outcome outcome) {
+    switch (outcome) {
+    case Outcome::done: return 0;
+    case Outcome::stalled: return EPIPE;
+    case Outcome::nothing: return ETIMEDOUT;
+    case Outcome::gone: break;
+    }
+    return ENODEV;
+}
+
 } // namespace
 
 Port::Port(std::unique_ptr<Device> plugged)
     : device(std::move(plugged)), descriptorTree(device->descriptors()) {}
+
+std::unique_ptr<Device> Port::unplug() {
+    depart();
+    return std::move(device);
+}
+
+void Port::depart() {
+    if (std::exchange(gone, true))
+        return;
+    claims.clear();
+    if (departed)
+        departed();
+    while (!pending.empty())
+        cancel(pending.begin(), -ESHUTDOWN);
+}
+
+std::optional<Clock::time_point> Port::returnsAt() const {
+    const auto pause = gone && device ? device->wakeIn() : std::nullopt;
+    if (!pause)
+        return std::nullopt;
+    return Clock::now() + boundedPause(*pause);
+}
+
+bool Port::isBack() const {
+    return gone && device && device->wakeIn() == 0;
+}
 
 FileNumber Port::openFile() {
     return ++lastFile;
 }
 
 void Port::closeFile(FileNumber file) {
-    pending.remove_if([&](const Transfer& transfer) { return transfer.file == file; });
-    std::erase_if(claims, [&](const auto& claimed) { return claimed.second == file; });
+    for (auto position = pending.begin(); position != pending.end();) {
+        const auto current = position++;
+        if (current->file != file)
+            continue;
+        current->finished = {};
+        cancel(current, -ENOENT);
+    }
+    for (unsigned interface = 0; interface < kMaxInterfaces; ++interface)
+        if (holds(file, interface))
+            release(file, interface);
     std::erase_if(endedEarly, [&](const auto& ended) { return ended.first == file; });
 }
 
+// Any request that needs a claim makes it by itself, as the kernel does.
 int Port::claim(FileNumber file, unsigned interface) {
+    if (gone)
+        return ENODEV;
     if (interface >= kMaxInterfaces)
         return EINVAL;
     if (!descriptorTree.hasInterface(interface))
@@ -35,6 +84,8 @@ int Port::claim(FileNumber file, unsigned interface) {
 }
 
 int Port::release(FileNumber file, unsigned interface) {
+    if (gone)
+        return ENODEV;
     if (interface >= kMaxInterfaces)
         return EINVAL;
     if (!descriptorTree.hasInterface(interface))
@@ -43,6 +94,9 @@ int Port::release(FileNumber file, unsigned interface) {
         return EINVAL;
     cancelInterface(file, interface);
     claims.erase(interface);
+    // A device that refuses keeps its setting; the interface is released all the same.
+    if (settingOf(interface) != 0)
+        chooseSetting(interface, 0);
     return 0;
 }
 
@@ -54,19 +108,17 @@ int Port::unbind(unsigned interface) {
 }
 
 int Port::setInterface(FileNumber file, unsigned interface, unsigned setting) {
-    if (const int error = checkClaim(file, interface))
+    if (const int error = claim(file, interface))
         return error;
     if (!descriptorTree.setting(interface, setting))
         return EINVAL;
     cancelInterface(file, interface);
-    if (device->setAlternateSetting(interface, setting) != Outcome::done)
-        return EPIPE;
-    chosenSettings[interface] = setting;
-    service();
-    return 0;
+    return chooseSetting(interface, setting);
 }
 
 int Port::setConfiguration(unsigned value) {
+    if (gone)
+        return ENODEV;
     if (value != descriptorTree.configurationValue())
         return EINVAL;
     if (!claims.empty())
@@ -74,39 +126,71 @@ int Port::setConfiguration(unsigned value) {
     for (unsigned interface = 0; interface < kMaxInterfaces; ++interface) {
         if (!descriptorTree.setting(interface, 0))
             continue;
-        if (device->setAlternateSetting(interface, 0) != Outcome::done)
-            return EPIPE;
-        chosenSettings[interface] = 0;
+        if (const int error = chooseSetting(interface, 0))
+            return error;
     }
     return 0;
 }
 
-int Port::clearHalt(FileNumber file, unsigned endpoint) const {
-    if (endpoint > 0xff)
-        return EINVAL;
-    const auto interface = descriptorTree.interfaceOf(static_cast<std::uint8_t>(endpoint));
-    return interface ? checkClaim(file, *interface) : ENOENT;
+// REQUIRES: the setting exists.
+int Port::chooseSetting(unsigned interface, unsigned setting) {
+    const Outcome outcome = setAlternateSetting(interface, setting);
+    if (outcome == Outcome::gone)
+        depart();
+    service();
+    return errorOf(outcome);
+}
+
+Outcome Port::setAlternateSetting(unsigned interface, unsigned setting) {
+    const Outcome outcome = device->setAlternateSetting(interface, setting);
+    if (outcome != Outcome::done)
+        return outcome;
+    chosenSettings[interface] = setting;
+    std::erase_if(halted, [&](std::uint8_t endpoint) {
+        return descriptorTree.interfaceOf(endpoint) == interface;
+    });
+    return outcome;
+}
+
+int Port::clearHalt(FileNumber file, unsigned endpoint) {
+    if (const int error = checkEndpoint(file, endpoint))
+        return error;
+    const auto address = static_cast<std::uint8_t>(endpoint);
+    const Outcome outcome = device->controlOut(clearHaltRequest(address), {});
+    if (outcome == Outcome::gone)
+        depart();
+    if (outcome == Outcome::done)
+        halted.erase(address);
+    service();
+    return errorOf(outcome);
+}
+
+int Port::resetEndpoint(FileNumber file, unsigned endpoint) {
+    return checkEndpoint(file, endpoint);
 }
 
 void Port::reset() {
+    if (gone)
+        return;
     while (!pending.empty())
         cancel(pending.begin(), -ENOENT);
     claims.clear();
     chosenSettings.clear();
+    halted.clear();
     endedEarly.clear();
     device->reset();
 }
 
-// The kernel claims an interface by itself for a program that forgot to; here that program is told.
-int Port::checkClaim(FileNumber file, unsigned interface) const {
-    if (interface >= kMaxInterfaces || !descriptorTree.hasInterface(interface))
+int Port::checkEndpoint(FileNumber file, unsigned endpoint) {
+    if (gone)
+        return ENODEV;
+    if (endpoint > 0xff)
         return EINVAL;
-    if (holds(file, interface))
-        return 0;
-    return claims.contains(interface) ? EBUSY : EINVAL;
+    const auto interface = descriptorTree.interfaceOf(static_cast<std::uint8_t>(endpoint));
+    return interface ? claim(file, *interface) : ENOENT;
 }
 
-int Port::checkControl(const Transfer& transfer) const {
+int Port::checkControl(const Transfer& transfer) {
     constexpr std::uint8_t typeMask = 0x60;
     constexpr std::uint8_t vendorType = 0x40;
     constexpr std::uint8_t recipientMask = 0x1f;
@@ -115,35 +199,41 @@ int Port::checkControl(const Transfer& transfer) const {
         return 0;
     const auto index = static_cast<std::uint8_t>(transfer.setup.index & 0xff);
     if ((requestType & recipientMask) == 1)
-        return checkClaim(transfer.file, index);
-    if ((requestType & recipientMask) == 2 && (index & 0x0f) != 0) {
-        const auto interface = descriptorTree.interfaceOf(index);
-        return interface ? checkClaim(transfer.file, *interface) : ENOENT;
-    }
+        return claim(transfer.file, index);
+    if ((requestType & recipientMask) == 2 && (index & 0x0f) != 0)
+        return checkEndpoint(transfer.file, index);
     return 0;
 }
 
-int Port::checkBulk(const Transfer& transfer) {
+int Port::checkBulk(Transfer& transfer) {
     if ((transfer.endpoint & 0x70) != 0)
         return EINVAL;
     const auto interface = descriptorTree.interfaceOf(transfer.endpoint);
     if (!interface)
         return ENOENT;
-    if (const int error = checkClaim(transfer.file, *interface))
+    if (const int error = claim(transfer.file, *interface))
         return error;
-    const auto chosen = chosenSettings.find(*interface);
-    const auto* setting =
-        descriptorTree.setting(*interface, chosen == chosenSettings.end() ? 0 : chosen->second);
-    const auto* endpoint = setting ? findEndpoint(*setting, transfer.endpoint) : nullptr;
+    const auto* endpoint = findChosen(*interface, transfer.endpoint);
     if (!endpoint)
         return ENOENT;
     if (endpoint->kind != EndpointKind::bulk && endpoint->kind != EndpointKind::interrupt)
         return EINVAL;
+    transfer.packetSize = endpoint->packetSize;
 
     const std::pair key{transfer.file, transfer.endpoint};
     if (!transfer.continuation)
         endedEarly.erase(key);
     return endedEarly.contains(key) ? EREMOTEIO : 0;
+}
+
+const EndpointDescription* Port::findChosen(unsigned interface, std::uint8_t endpoint) const {
+    const auto* setting = descriptorTree.setting(interface, settingOf(interface));
+    return setting ? findEndpoint(*setting, endpoint) : nullptr;
+}
+
+unsigned Port::settingOf(unsigned interface) const {
+    const auto chosen = chosenSettings.find(interface);
+    return chosen == chosenSettings.end() ? 0 : chosen->second;
 }
 
 bool Port::holds(FileNumber file, unsigned interface) const {

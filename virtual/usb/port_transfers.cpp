@@ -15,6 +15,7 @@ namespace {
 
 // A device that has nothing and still wants to be asked at once would keep a core busy.
 constexpr std::chrono::microseconds kShortestPause{50};
+constexpr std::chrono::microseconds kLongestPause = std::chrono::hours(24);
 
 std::uint8_t queueOf(const Transfer& transfer) {
     return transfer.control ? std::uint8_t{0} : transfer.endpoint;
@@ -23,6 +24,8 @@ std::uint8_t queueOf(const Transfer& transfer) {
 } // namespace
 
 int Port::submit(Transfer transfer) {
+    if (gone)
+        return ENODEV;
     if (const int error = transfer.control ? checkControl(transfer) : checkBulk(transfer))
         return error;
     pending.push_back(std::move(transfer));
@@ -43,6 +46,8 @@ int Port::discard(FileNumber file, std::uint64_t tag) {
 }
 
 void Port::service() {
+    if (gone)
+        return;
     expire();
     // A request may give the device something to say on another endpoint.
     while (serveHeads()) {
@@ -57,20 +62,22 @@ std::optional<Clock::time_point> Port::nextService() const {
             sooner(*transfer.deadline);
     if (pending.empty())
         return next;
-    if (const auto pause = device->wakeIn()) {
-        constexpr std::uint64_t longest = std::uint64_t{24} * 3600 * 1'000'000;
-        const std::chrono::microseconds asked(std::min(*pause, longest));
-        sooner(Clock::now() + std::max(asked, kShortestPause));
-    }
+    if (const auto pause = device->wakeIn())
+        sooner(Clock::now() + boundedPause(*pause));
     return next;
 }
 
-// True when the transfer is over, one way or another.
-bool Port::attempt(Transfer& transfer) {
+std::chrono::microseconds Port::boundedPause(std::uint64_t microseconds) {
+    return std::clamp(std::chrono::microseconds(std::min(
+                          microseconds, static_cast<std::uint64_t>(kLongestPause.count()))),
+                      kShortestPause, kLongestPause);
+}
+
+Reply Port::attempt(const Transfer& transfer) {
     return transfer.control ? attemptControl(transfer) : attemptBulk(transfer);
 }
 
-bool Port::attemptControl(Transfer& transfer) {
+Reply Port::attemptControl(const Transfer& transfer) {
     Reply reply;
     if (const auto outcome = answerAlone(transfer, reply.data))
         reply.outcome = *outcome;
@@ -78,16 +85,22 @@ bool Port::attemptControl(Transfer& transfer) {
         reply = device->controlIn(transfer.setup);
     else
         reply.outcome = device->controlOut(transfer.setup, transfer.out);
-    return settle(transfer, std::move(reply));
+    return reply;
 }
 
-bool Port::attemptBulk(Transfer& transfer) {
+// A bulk endpoint that has refused once is halted; the control pipe recovers by itself.
+Reply Port::attemptBulk(const Transfer& transfer) {
     Reply reply;
+    if (halted.contains(transfer.endpoint))
+        return {Outcome::stalled, {}};
     if (towardsHost(transfer))
-        reply = device->bulkIn(transfer.endpoint, transfer.length);
+        reply = device->bulkIn(transfer.endpoint,
+                               lengthInPackets(transfer.length, transfer.packetSize));
     else
         reply.outcome = device->bulkOut(transfer.endpoint, transfer.out);
-    return settle(transfer, std::move(reply));
+    if (reply.outcome == Outcome::stalled)
+        halted.insert(transfer.endpoint);
+    return reply;
 }
 
 // Requests every device answers alike are no business of the device models.
@@ -96,18 +109,31 @@ std::optional<Outcome> Port::answerAlone(const Transfer& transfer, Bytes& data) 
     if (isSetInterface(setup)) {
         if (!descriptorTree.setting(setup.index, setup.value))
             return Outcome::stalled;
-        const Outcome outcome = device->setAlternateSetting(setup.index, setup.value);
-        if (outcome == Outcome::done)
-            chosenSettings[setup.index] = setup.value;
-        return outcome;
+        return setAlternateSetting(setup.index, setup.value);
     }
-    const auto chosen = chosenSettings.find(setup.index);
-    const unsigned setting = chosen == chosenSettings.end() ? 0 : chosen->second;
-    auto answer = answerStandardRequest(setup, descriptorTree, setting);
+    if (isSetHalt(setup) || isClearHalt(setup))
+        return changeHalt(setup);
+    if (asksForHalt(setup) && halted.contains(static_cast<std::uint8_t>(setup.index))) {
+        data = {1, 0};
+        data.resize(std::min<std::size_t>(data.size(), setup.length));
+        return Outcome::done;
+    }
+    auto answer = answerStandardRequest(setup, descriptorTree, settingOf(setup.index));
     if (!answer)
         return std::nullopt;
     data = std::move(answer->data);
     return answer->outcome;
+}
+
+// The device has its own part in it, which may fail.
+Outcome Port::changeHalt(const SetupPacket& setup) {
+    const Outcome outcome = device->controlOut(setup, {});
+    const auto endpoint = static_cast<std::uint8_t>(setup.index);
+    if (outcome == Outcome::done && isClearHalt(setup))
+        halted.erase(endpoint);
+    else if (outcome == Outcome::done && descriptorTree.interfaceOf(endpoint))
+        halted.insert(endpoint);
+    return outcome;
 }
 
 // Offers the oldest transfer of every endpoint to the device; true when any of them finished.
@@ -119,7 +145,13 @@ bool Port::serveHeads() {
         const std::uint8_t queue = queueOf(*current);
         if (waiting.contains(queue))
             continue;
-        if (!attempt(*current)) {
+        Reply reply = attempt(*current);
+        if (reply.outcome == Outcome::gone) {
+            depart();
+            return false;
+        }
+        if (!settle(*current, std::move(reply))) {
+            current->waits = true;
             waiting.insert(queue);
             continue;
         }
@@ -153,6 +185,11 @@ Transfer Port::finish(Pending::iterator position) {
 
 void Port::cancel(Pending::iterator position, int status) {
     position->status = status;
+    // A device that is gone is not to be told.
+    if (position->waits && !gone)
+        device->cancelled(!position->control       ? position->endpoint
+                          : towardsHost(*position) ? kDirectionIn
+                                                   : std::uint8_t{0});
     finish(position);
 }
 

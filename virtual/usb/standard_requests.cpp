@@ -13,6 +13,7 @@ enum class StandardRequest : std::uint16_t {
     setConfiguration = 0x0009,
     setInterface = 0x010b,
     clearEndpointFeature = 0x0201,
+    setEndpointFeature = 0x0203,
     getDeviceStatus = 0x8000,
     getDescriptor = 0x8006,
     getConfiguration = 0x8008,
@@ -20,6 +21,8 @@ enum class StandardRequest : std::uint16_t {
     getInterface = 0x810a,
     getEndpointStatus = 0x8200,
 };
+
+constexpr std::uint16_t kHaltFeature = 0;
 
 StandardRequest kindOf(const SetupPacket& setup) {
     return static_cast<StandardRequest>(setup.requestType << 8 | setup.request);
@@ -51,6 +54,22 @@ bool isSetInterface(const SetupPacket& setup) {
     return kindOf(setup) == StandardRequest::setInterface;
 }
 
+bool isSetHalt(const SetupPacket& setup) {
+    return kindOf(setup) == StandardRequest::setEndpointFeature && setup.value == kHaltFeature;
+}
+
+bool isClearHalt(const SetupPacket& setup) {
+    return kindOf(setup) == StandardRequest::clearEndpointFeature && setup.value == kHaltFeature;
+}
+
+bool asksForHalt(const SetupPacket& setup) {
+    return kindOf(setup) == StandardRequest::getEndpointStatus;
+}
+
+SetupPacket clearHaltRequest(std::uint8_t endpoint) {
+    return {0x02, 0x01, kHaltFeature, endpoint, 0};
+}
+
 std::optional<Reply> answerStandardRequest(const SetupPacket& setup, const Descriptors& descriptors,
                                            unsigned setting) {
     switch (kindOf(setup)) {
@@ -64,7 +83,8 @@ std::optional<Reply> answerStandardRequest(const SetupPacket& setup, const Descr
     case StandardRequest::getDeviceStatus:
     case StandardRequest::getInterfaceStatus:
     case StandardRequest::getEndpointStatus: return done(Bytes{0, 0}, setup.length);
-    case StandardRequest::clearEndpointFeature: return Reply{Outcome::done, {}};
+    case StandardRequest::clearEndpointFeature:
+    case StandardRequest::setEndpointFeature: return Reply{Outcome::done, {}};
     case StandardRequest::setConfiguration: {
         const bool known = setup.value == descriptors.configurationValue();
         return Reply{known ? Outcome::done : Outcome::stalled, {}};
@@ -77,8 +97,8 @@ std::optional<Reply> answerStandardRequest(const SetupPacket& setup, const Descr
 bool settle(Transfer& transfer, Reply reply) {
     if (reply.outcome == Outcome::nothing)
         return false;
-    if (reply.outcome == Outcome::stalled) {
-        transfer.status = -EPIPE;
+    if (reply.outcome == Outcome::stalled || reply.outcome == Outcome::gone) {
+        transfer.status = reply.outcome == Outcome::gone ? -ESHUTDOWN : -EPIPE;
         return true;
     }
     if (!towardsHost(transfer)) {
@@ -86,7 +106,10 @@ bool settle(Transfer& transfer, Reply reply) {
         return true;
     }
     if (reply.data.size() > transfer.length) {
-        reply.data.resize(transfer.length);
+        // The packet that does not fit is lost as a whole.
+        const std::uint32_t rest =
+            transfer.packetSize == 0 ? 0 : transfer.length % transfer.packetSize;
+        reply.data.resize(transfer.length - rest);
         transfer.status = -EOVERFLOW;
     } else if (reply.data.size() < transfer.length && transfer.shortIsError) {
         transfer.status = -EREMOTEIO;

@@ -33,7 +33,7 @@ const UsbfsFile::Row UsbfsFile::kRows[] = {
     {USBDEVFS_SETINTERFACE, &UsbfsFile::setInterface},
     {USBDEVFS_SETCONFIGURATION, &UsbfsFile::setConfiguration},
     {USBDEVFS_CLEAR_HALT, &UsbfsFile::clearHalt},
-    {USBDEVFS_RESETEP, &UsbfsFile::clearHalt},
+    {USBDEVFS_RESETEP, &UsbfsFile::resetEndpoint},
     {USBDEVFS_RESET, &UsbfsFile::reset},
     {USBDEVFS_SUBMITURB, &UsbfsFile::submit},
     {USBDEVFS_DISCARDURB, &UsbfsFile::discard},
@@ -47,27 +47,46 @@ void Call::answer(Answer answer) const {
     umockdev_ioctl_client_complete(client.get(), answer.result, answer.error);
 }
 
-UsbfsFile::UsbfsFile(Port& servedPort, unsigned deviceAddress)
-    : port(servedPort), deviceNumber(deviceAddress), number(port.openFile()) {}
+UsbfsFile::UsbfsFile(Port& servedPort, unsigned deviceAddress, TransferMemory& sharedMemory)
+    : port(servedPort), deviceNumber(deviceAddress), memory(sharedMemory), number(port.openFile()) {
+}
 
 UsbfsFile::~UsbfsFile() {
     port.closeFile(number);
 }
 
 std::optional<Answer> UsbfsFile::serve(const Call& call) {
+    // Reaping goes on after the end of the device.
+    const bool reaps = call.request == USBDEVFS_REAPURB || call.request == USBDEVFS_REAPURBNDELAY;
+    if (port.isGone() && !(reaps && !finished.empty()))
+        return deny();
     const auto row = std::find_if(std::begin(kRows), std::end(kRows), [&](const Row& candidate) {
         return candidate.request == call.request;
     });
-    if (row == std::end(kRows))
-        return failure(ENOTTY);
+    return row == std::end(kRows) ? failure(ENOTTY) : dispatch(call, *row);
+}
+
+UsbfsFile::MaybeAnswer UsbfsFile::dispatch(const Call& call, const Row& row) {
     const std::size_t size = _IOC_SIZE(call.request);
     if (size == 0)
-        return (this->*row->serve)(call, call.argument);
+        return (this->*row.serve)(call, call.argument);
     const auto argument = call.argument.follow(0, size);
-    return argument ? (this->*row->serve)(call, *argument) : failure(EFAULT);
+    return argument ? (this->*row.serve)(call, *argument) : failure(EFAULT);
+}
+
+Answer UsbfsFile::deny() {
+    knowsOfDeparture = true;
+    return failure(ENODEV);
+}
+
+void UsbfsFile::departed() {
+    if (const auto waiting = std::exchange(blockedReap, std::nullopt))
+        waiting->answer(deny());
 }
 
 Answer UsbfsFile::read(const Call& call) {
+    if (port.isGone())
+        return deny();
     const auto all = port.descriptors().all();
     const auto rest = all.subspan(std::min(readPosition, all.size()));
     const auto room = call.argument.bytes();
@@ -154,6 +173,10 @@ UsbfsFile::MaybeAnswer UsbfsFile::setConfiguration(const Call&, const ClientMemo
 
 UsbfsFile::MaybeAnswer UsbfsFile::clearHalt(const Call&, const ClientMemory& argument) {
     return failure(port.clearHalt(number, argument.read<unsigned>()));
+}
+
+UsbfsFile::MaybeAnswer UsbfsFile::resetEndpoint(const Call&, const ClientMemory& argument) {
+    return failure(port.resetEndpoint(number, argument.read<unsigned>()));
 }
 
 UsbfsFile::MaybeAnswer UsbfsFile::reset(const Call&, const ClientMemory&) {

@@ -5,6 +5,7 @@
 
 #include "client_memory.h"
 #include "port.h"
+#include "transfer_memory.h"
 
 #include <deque>
 #include <optional>
@@ -32,7 +33,7 @@ struct Call {
 // Not thread-safe: one lock is held around the port and all its files.
 class UsbfsFile {
 public:
-    UsbfsFile(Port& port, unsigned deviceNumber);
+    UsbfsFile(Port& port, unsigned deviceNumber, TransferMemory& memory);
     ~UsbfsFile();
     UsbfsFile(const UsbfsFile&) = delete;
     UsbfsFile& operator=(const UsbfsFile&) = delete;
@@ -41,8 +42,12 @@ public:
     std::optional<Answer> serve(const Call& call);
     // A read of the file gives the descriptors.
     Answer read(const Call& call);
+    // The device has gone: a program that waits in a reap is told.
+    void departed();
 
-    bool canReap() const { return !finished.empty(); }
+    // Whether a program that waits for the file is to go on: there is something to reap, or it
+    // has not yet heard that the device is gone.
+    bool isReady() const { return !finished.empty() || (port.isGone() && !knowsOfDeparture); }
 
 private:
     using MaybeAnswer = std::optional<Answer>;
@@ -58,6 +63,7 @@ private:
     struct Urb {
         ClientMemory block;
         std::optional<ClientMemory> buffer;
+        std::shared_ptr<const void> memory;
         std::size_t dataOffset = 0;
         Bytes in;
     };
@@ -73,6 +79,7 @@ private:
     MaybeAnswer setInterface(const Call& call, const ClientMemory& argument);
     MaybeAnswer setConfiguration(const Call& call, const ClientMemory& argument);
     MaybeAnswer clearHalt(const Call& call, const ClientMemory& argument);
+    MaybeAnswer resetEndpoint(const Call& call, const ClientMemory& argument);
     MaybeAnswer reset(const Call& call, const ClientMemory& argument);
     MaybeAnswer submit(const Call& call, const ClientMemory& argument);
     MaybeAnswer discard(const Call& call, const ClientMemory& argument);
@@ -81,6 +88,8 @@ private:
     MaybeAnswer controlAtOnce(const Call& call, const ClientMemory& argument);
     MaybeAnswer bulkAtOnce(const Call& call, const ClientMemory& argument);
 
+    MaybeAnswer dispatch(const Call& call, const Row& row);
+    Answer deny(); // of a device that is gone
     Transfer newTransfer() const;
     static int fillControl(Transfer& transfer, Urb& urb, std::size_t length);
     static int fillBulk(Transfer& transfer, const Urb& urb, std::size_t length);
@@ -91,11 +100,13 @@ private:
 
     Port& port;
     const unsigned deviceNumber;
+    TransferMemory& memory;
     const FileNumber number;
     std::deque<Urb> finished;
     // A blocking reap: at most one, since a client's calls on a file come one after the other.
     std::optional<Call> blockedReap;
     std::size_t readPosition = 0;
+    bool knowsOfDeparture = false;
 };
 
 } // namespace tavo::virtualusb

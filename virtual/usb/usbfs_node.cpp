@@ -24,8 +24,12 @@ void connect(UMockdevIoctlBase* handler, const char* signal, Function function,
 } // namespace
 
 UsbfsNode::UsbfsNode(std::unique_ptr<Port> served, unsigned deviceAddress,
-                     const std::string& nodePath)
-    : deviceNumber(deviceAddress), readiness(nodePath), port(std::move(served)) {}
+                     const std::string& nodePath, std::shared_ptr<TransferMemory> sharedMemory,
+                     DeviceEvents toCall)
+    : memory(std::move(sharedMemory)), events(std::move(toCall)), deviceNumber(deviceAddress),
+      readiness(nodePath), port(std::move(served)) {
+    port->onDeparture(events.departed);
+}
 
 ObjectRef<UMockdevIoctlBase> UsbfsNode::makeHandler() {
     auto handler = ObjectRef<UMockdevIoctlBase>::adopt(umockdev_ioctl_base_new());
@@ -33,6 +37,15 @@ ObjectRef<UMockdevIoctlBase> UsbfsNode::makeHandler() {
     connect(handler.get(), "handle-read", handleRead, shared_from_this());
     connect(handler.get(), "handle-write", handleWrite, shared_from_this());
     return handler;
+}
+
+std::unique_ptr<Device> UsbfsNode::unplug() {
+    const std::lock_guard guard(lock);
+    if (isStopped)
+        return nullptr;
+    auto device = port->unplug();
+    update();
+    return device;
 }
 
 void UsbfsNode::stop() {
@@ -63,6 +76,9 @@ gboolean UsbfsNode::answer(UMockdevIoctlClient* client, Serve serve) {
     const Call call{ObjectRef<UMockdevIoctlClient>::share(client),
                     umockdev_ioctl_client_get_request(client), ClientMemory::argument(client)};
     const std::lock_guard guard(lock);
+    if (!std::exchange(hasTimer, true))
+        timer.start(g_main_context_get_thread_default(),
+                    [self = shared_from_this()] { self->wake(); });
     const auto result = isStopped ? failure(ENODEV) : (this->*serve)(call);
     // Before the client goes on: it may wait for the node at once.
     update();
@@ -86,7 +102,7 @@ std::optional<Answer> UsbfsNode::refuseWrite(const Call&) {
 UsbfsFile& UsbfsNode::fileOf(UMockdevIoctlClient* client) {
     auto& file = files[client];
     if (!file) {
-        file = std::make_unique<UsbfsFile>(*port, deviceNumber);
+        file = std::make_unique<UsbfsFile>(*port, deviceNumber, *memory);
         // The end of the object is the one sign of a closed file that umockdev never omits.
         g_object_weak_ref(G_OBJECT(client), clientGone, new Departure{weak_from_this()});
     }
@@ -106,23 +122,41 @@ void UsbfsNode::forget(const void* client) {
 }
 
 void UsbfsNode::wake() {
+    if (auto device = returnedDevice())
+        events.returned(std::move(device));
+}
+
+// Serves the port; the device, if it was gone and is back.
+std::unique_ptr<Device> UsbfsNode::returnedDevice() {
     const std::lock_guard guard(lock);
     if (isStopped)
-        return;
+        return nullptr;
+    std::unique_ptr<Device> device;
+    if (port->isBack())
+        device = port->unplug();
     port->service();
     update();
+    return device;
+}
+
+void UsbfsNode::tellOfDeparture() {
+    if (!port->isGone() || std::exchange(haveFilesBeenTold, true))
+        return;
+    for (const auto& entry : files)
+        entry.second->departed();
 }
 
 // Sets what depends on the state of the port: the node's readiness and the next wake-up.
 void UsbfsNode::update() {
     if (isStopped)
         return;
-    if (!std::exchange(hasTimer, true))
-        timer.start(g_main_context_get_thread_default(),
-                    [self = shared_from_this()] { self->wake(); });
+    tellOfDeparture();
     readiness.set(std::any_of(files.begin(), files.end(),
-                              [](const auto& entry) { return entry.second->canReap(); }));
-    timer.set(port->nextService());
+                              [](const auto& entry) { return entry.second->isReady(); }));
+    if (port->isEmpty())
+        timer.stop();
+    else
+        timer.set(port->isGone() ? port->returnsAt() : port->nextService());
 }
 
 } // namespace tavo::virtualusb

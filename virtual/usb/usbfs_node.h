@@ -8,6 +8,7 @@
 #include "usbfs_file.h"
 #include "wake_timer.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -15,13 +16,25 @@
 
 namespace tavo::virtualusb {
 
+// What a node tells of its device, in the thread that serves the node or that unplugs it.
+struct DeviceEvents {
+    // It is gone. Nobody has been told yet; must not call the node.
+    std::function<void()> departed;
+    // It is plugged in again and given away: the node serves only those that still have it open.
+    std::function<void(std::unique_ptr<Device>)> returned;
+};
+
 class UsbfsNode : public std::enable_shared_from_this<UsbfsNode> {
 public:
     // Replaces the file at `nodePath`.
-    UsbfsNode(std::unique_ptr<Port> port, unsigned deviceNumber, const std::string& nodePath);
+    UsbfsNode(std::unique_ptr<Port> port, unsigned deviceNumber, const std::string& nodePath,
+              std::shared_ptr<TransferMemory> memory, DeviceEvents events);
 
     // What umockdev is to call; it keeps this object alive.
     ObjectRef<UMockdevIoctlBase> makeHandler();
+
+    // Pulls the device out and gives it away; null when it has been given away before.
+    std::unique_ptr<Device> unplug();
 
     // Ends the service and deletes the device. Calls that come later fail with ENODEV.
     void stop();
@@ -44,10 +57,15 @@ private:
     UsbfsFile& fileOf(UMockdevIoctlClient* client);
     void forget(const void* client);
     void wake();
+    std::unique_ptr<Device> returnedDevice();
+    void tellOfDeparture();
     void update();
 
     std::mutex lock;
+    const std::shared_ptr<TransferMemory> memory;
+    const DeviceEvents events;
     bool isStopped = false;
+    bool haveFilesBeenTold = false;
     bool hasTimer = false;
     const unsigned deviceNumber;
     Readiness readiness;

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t kSetupSize = 8;
 
-// The kernel bounds what all transfers of a host may occupy; here one transfer is bounded.
+// Bounds one transfer, when the limit for all of them is lifted.
 constexpr std::size_t kLongestTransfer = std::size_t{256} << 20;
 
 constexpr std::size_t kBufferPointer = offsetof(usbdevfs_urb, buffer);
@@ -59,7 +59,9 @@ UsbfsFile::MaybeAnswer UsbfsFile::submit(const Call&, const ClientMemory& block)
     transfer.endpoint = request.endpoint;
     transfer.shortIsError = (request.flags & USBDEVFS_URB_SHORT_NOT_OK) != 0;
     transfer.continuation = (request.flags & USBDEVFS_URB_BULK_CONTINUATION) != 0;
-    Urb urb{block, std::nullopt, 0, {}};
+    Urb urb{block, std::nullopt, memory.reserve(length), 0, {}};
+    if (!urb.memory)
+        return failure(ENOMEM);
     int error = EINVAL;
     if (request.type == USBDEVFS_URB_TYPE_CONTROL)
         error = fillControl(transfer, urb, length);
@@ -167,6 +169,9 @@ UsbfsFile::MaybeAnswer UsbfsFile::bulkAtOnce(const Call& call, const ClientMemor
 UsbfsFile::MaybeAnswer UsbfsFile::submitAndWait(const Call& call, const ClientMemory& argument,
                                                 std::size_t dataPointer, Transfer transfer,
                                                 std::uint32_t timeout) {
+    auto share = memory.reserve(transfer.length);
+    if (!share)
+        return failure(ENOMEM);
     if (transfer.length > 0 && !towardsHost(transfer)) {
         const auto data = argument.follow(dataPointer, transfer.length);
         if (!data)
@@ -176,7 +181,7 @@ UsbfsFile::MaybeAnswer UsbfsFile::submitAndWait(const Call& call, const ClientMe
     // A time-out of zero waits for ever.
     if (timeout != 0)
         transfer.deadline = Clock::now() + std::chrono::milliseconds(timeout);
-    transfer.finished = [call, argument, dataPointer](Transfer& over) {
+    transfer.finished = [call, argument, dataPointer, share = std::move(share)](Transfer& over) {
         if (over.status != 0)
             return call.answer(failure(-over.status));
         if (!over.in.empty()) {
