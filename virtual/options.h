@@ -3,6 +3,8 @@
 // The command line of tavo-virtual.
 #pragma once
 
+#include "faults/fault_plan.h"
+
 #include <map>
 #include <string>
 #include <variant>
@@ -16,12 +18,23 @@ struct CameraRequest {
     std::map<std::string, std::string> options;
 };
 
+// Where the cameras are plugged in.
+enum class Host {
+    testbed, // a virtual bus that only programs in its environment see
+    usbip,   // a server of the USB/IP protocol
+    vhci,    // this computer's kernel
+};
+
 struct Options {
     std::vector<CameraRequest> cameras;
+    Host host = Host::testbed;
+    std::string usbipAddress = "127.0.0.1:3240";
     bool log = false;
     bool listModels = false;
     double speed = 1.0;
-    std::vector<std::string> command;
+    virtualusb::FaultPlan faults;
+    unsigned usbfsMemory = 16;        // MiB; 0: no limit
+    std::vector<std::string> command; // empty: until a signal
 };
 
 // What the command line has settled already, a call for help or a mistake.
