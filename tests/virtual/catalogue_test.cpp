@@ -45,7 +45,9 @@ TEST(Catalogue, TakesItsOptions) {
 
 TEST(Catalogue, SaysWhatWasWrongAndWhatIsAccepted) {
     EXPECT_EQ(complaint("ridge-x", {}),
-              "unknown camera model \"ridge-x\"; there are ridge-c, ridge-v");
+              "unknown camera model \"ridge-x\"; there are basin-a, basin-b, basin-c, ridge-a, "
+              "ridge-b, ridge-c, ridge-d, ridge-e, ridge-v, heron-a, heron-b, heron-c, glint-c, "
+              "glint-m, lumen-a, lumen-b, lumen-c");
     EXPECT_EQ(complaint("ridge-c", {{"colour", "4"}}),
               "option colour=4 is not accepted: colour takes a number from 0 to 3");
     EXPECT_EQ(complaint("ridge-c", {{"cooler", "ice"}}),

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "raw_host.h"
 
-#include "ridge/ridge.h"
-
 #include <algorithm>
 #include <cmath>
 
@@ -14,6 +12,8 @@ std::uint8_t byteOf(std::size_t value, int index) {
     return static_cast<std::uint8_t>(value >> (8 * index) & 0xFF);
 }
 
+} // namespace
+
 Bytes hexBytes(const std::string& text) {
     Bytes bytes;
     for (std::size_t i = 0; i + 1 < text.size(); i += 3)
@@ -21,10 +21,13 @@ Bytes hexBytes(const std::string& text) {
     return bytes;
 }
 
-} // namespace
+Model modelOf(std::span<const Model> models, const std::string& key) {
+    return *std::find_if(models.begin(), models.end(),
+                         [&](const Model& model) { return model.key == key; });
+}
 
 Model smallRidge() {
-    Model model = ridgeModels().front();
+    Model model = modelOf(ridgeModels(), "ridge-c");
     model.sensor.width = 320;
     model.sensor.height = 240;
     model.describedWidth = 320;
@@ -32,10 +35,10 @@ Model smallRidge() {
     return model;
 }
 
-RawHost::RawHost(const Model& model)
+RawHost::RawHost(const Model& model, MakeElectronics makeElectronics)
     : camera(assembleControllerCamera(
           model, clock, [this](const std::string& line) { lines.push_back(line); },
-          makeRidgeElectronics)) {}
+          makeElectronics)) {}
 
 bool RawHost::logged(const std::string& part) const {
     return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {

@@ -6,11 +6,13 @@
 #include "camera/camera_device.h"
 #include "camera/model.h"
 #include "controller/clock.h"
+#include "ridge/ridge.h"
 #include "usb/device.h"
 
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,12 +23,16 @@ using virtualusb::Bytes;
 using virtualusb::Outcome;
 using virtualusb::Reply;
 
+// REQUIRES: there is a model of that key among them.
+Model modelOf(std::span<const Model> models, const std::string& key);
+
 // A small camera, so that whole frames are quick; tests change what they need.
 Model smallRidge();
 
 class RawHost {
 public:
-    explicit RawHost(const Model& model = smallRidge());
+    explicit RawHost(const Model& model = smallRidge(),
+                     MakeElectronics makeElectronics = makeRidgeElectronics);
 
     virtualusb::Device& device() { return *camera; }
     std::vector<std::string>& log() { return lines; }
@@ -72,6 +78,9 @@ private:
     std::uint8_t transaction = 0;
     std::unique_ptr<virtualusb::Device> camera;
 };
+
+// Two digits a byte, each followed by a blank.
+Bytes hexBytes(const std::string& text);
 
 // The table of the parallel link that Ridge cameras need, as the host's documents give it.
 Bytes ridgeTable();

@@ -241,7 +241,7 @@ TEST(StrictReadout, WantsNoCodeAfterAnExposureTimedByTheHost) {
 // 2000 ms is what hosts allow a command; for an image they must allow more.
 TEST(StrictReadout, LargeSensorIsTooSlowForTheTimeOutOfCommands) {
     const auto read = [](std::uint16_t timeout) {
-        RawHost host{ridgeModels()[1]};
+        RawHost host{modelOf(ridgeModels(), "ridge-v")};
         host.bringUp();
         host.expose(0.1);
         host.setLinkTimeout(timeout);
@@ -255,7 +255,7 @@ TEST(StrictReadout, LargeSensorIsTooSlowForTheTimeOutOfCommands) {
 }
 
 TEST(StrictReadout, TimeOutCountsFromTheArmingOfTheRead) {
-    RawHost host{ridgeModels()[1]};
+    RawHost host{modelOf(ridgeModels(), "ridge-v")};
     host.bringUp();
     host.expose(0.1);
     host.setLinkTimeout(2000);

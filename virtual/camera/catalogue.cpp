@@ -94,6 +94,10 @@ const Option kOptions[] = {
              parseNumber<unsigned>(name, value, 0, static_cast<unsigned>(filters().size()));
      }},
     {"cooler", [](Model& m, Text name, Text value) { setCooler(m, parseCooler(name, value)); }},
+    {"gpio", [](Model& m, Text name,
+                Text value) { m.gpioLines = parseNumber<unsigned>(name, value, 0, 16); }},
+    {"eight-bit",
+     [](Model& m, Text name, Text value) { m.has8BitMode = parseSwitch(name, value); }},
     {"guide", [](Model& m, Text name, Text value) { m.hasGuidePort = parseSwitch(name, value); }},
     {"guide-rate", [](Model& m, Text name,
                       Text value) { m.mount.guideRate = parseNumber<double>(name, value, 0, 60); }},
@@ -110,6 +114,8 @@ const Option kOptions[] = {
     {"ping", [](Model& m, Text name, Text value) { m.answersPing = parseSwitch(name, value); }},
     {"colour", [](Model& m, Text name,
                   Text value) { makeColour(m, parseNumber<unsigned>(name, value, 0, 3)); }},
+    {"samples", [](Model& m, Text name,
+                   Text value) { m.samplesPerPixel = parseNumber<unsigned>(name, value, 1, 2); }},
     {"firmware",
      [](Model& m, Text name, Text value) { m.firmwareRequired = parseFirmware(name, value); }},
 };

@@ -32,6 +32,8 @@ const std::vector<ModelInfo>& models();
 //   shutter=0|1       mechanical shutter
 //   wheel=N           positions of the filter wheel, 0 to 10 (0: none)
 //   cooler=none|always|onoff|power|setpoint
+//   gpio=N            general-purpose lines, 0 to 16
+//   eight-bit=0|1     readout of one byte a pixel
 //   guide=0|1         guide port
 //   guide-rate=R      arcseconds a second, 0 to 60, by which a closed relay moves the field
 //   drift-x=R, drift-y=R
@@ -44,6 +46,7 @@ const std::vector<ModelInfo>& models();
 //                     let go, whatever its memory holds; required: only when at least one byte of
 //                     its memory was written since power-up
 //   colour=0|1|2|3    colour sensor with its first red pixel at (0,0), (0,1), (1,0) or (1,1)
+//   samples=1|2       of a pixel: its value, or a reference and a signal that the host subtracts
 // Temperature sensor 1 is on the chip and 2 on the heat sink; number 0 answers as the chip.
 // Throws std::invalid_argument with a text for the user.
 std::unique_ptr<virtualusb::Device> makeCamera(const std::string& key,

@@ -19,17 +19,21 @@ constexpr unsigned kPowerLevel = 0xFF;
 
 constexpr double kReadingSpan = 330.0; // degrees over the whole range of a reading
 constexpr double kReadingZero = -60.0; // degrees at reading 0
-constexpr unsigned kReadingMax = 4095;
+
+constexpr unsigned greatestReading(unsigned bits) {
+    return (1U << bits) - 1;
+}
 
 } // namespace
 
-double celsiusOf(unsigned reading) {
-    return reading * kReadingSpan / kReadingMax + kReadingZero;
+double celsiusOf(unsigned reading, unsigned bits) {
+    return reading * kReadingSpan / greatestReading(bits) + kReadingZero;
 }
 
-unsigned temperatureReading(double celsius) {
-    const double exact = (celsius - kReadingZero) * kReadingMax / kReadingSpan;
-    return static_cast<unsigned>(std::clamp(std::round(exact), 0.0, double{kReadingMax}));
+unsigned temperatureReading(double celsius, unsigned bits) {
+    const double greatest = greatestReading(bits);
+    const double exact = (celsius - kReadingZero) * greatest / kReadingSpan;
+    return static_cast<unsigned>(std::clamp(std::round(exact), 0.0, greatest));
 }
 
 unsigned CoolerPanel::descriptionFlags() const {
@@ -55,7 +59,7 @@ CoolerPanel::Status CoolerPanel::status() const {
     case CoolerState::regulating: flags = kRegulating | kCoolerOn; break;
     case CoolerState::warmingUp: flags = kWarmingUp | kCoolerOn; break;
     }
-    return {power, flags, temperatureReading(cooler.target())};
+    return {power, flags, temperatureReading(cooler.target(), model.temperatureBits)};
 }
 
 // REQUIRES: a cooler that is driven by power.
@@ -70,13 +74,14 @@ std::optional<std::string> CoolerPanel::set(unsigned value) {
     const bool isLevel = value >> 8 == kPowerLevel;
     const bool takesLevel =
         model.cooler == CoolerKind::onOff || model.cooler == CoolerKind::selectPower;
+    const unsigned bits = model.temperatureBits;
     std::ostringstream words;
     if (isLevel && takesLevel) {
         drive(value & 0xFF);
         words << "power level " << (value & 0xFF);
-    } else if (model.cooler == CoolerKind::setPoint && value <= kReadingMax) {
-        instrument.cooler().regulateTo(celsiusOf(value));
-        words << "regulate to " << celsiusOf(value) << " C";
+    } else if (model.cooler == CoolerKind::setPoint && value <= greatestReading(bits)) {
+        instrument.cooler().regulateTo(celsiusOf(value, bits));
+        words << "regulate to " << celsiusOf(value, bits) << " C";
     } else {
         return std::nullopt;
     }

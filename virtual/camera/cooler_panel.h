@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
-// The cooler as the commands of a camera's firmware show it: flags, raw power and 12-bit
+// The cooler as the commands of a camera's firmware show it: flags, raw power and
 // temperature readings.
 #pragma once
 
@@ -12,9 +12,9 @@
 
 namespace tavo::virtualcamera {
 
-// 12-bit temperature readings and degrees Celsius.
-unsigned temperatureReading(double celsius);
-double celsiusOf(unsigned reading);
+// Temperature readings of so many bits and degrees Celsius.
+unsigned temperatureReading(double celsius, unsigned bits = 12);
+double celsiusOf(unsigned reading, unsigned bits = 12);
 
 class CoolerPanel {
 public:

@@ -30,20 +30,25 @@ struct Model {
     double pixelsPerSecond; // of the digitiser
     // From the readout command, or the end of a timed exposure, to the first pixel.
     Microseconds readoutLatency = 2 * kMillisecond;
+    // How long the vertical register is cleared between an exposure and its readout.
+    Microseconds registerClearTime = 300 * kMillisecond;
     bool hasShutter = true;
     bool hasGuidePort = true;
     unsigned filterCount = 0;
     unsigned gpioLines = 0;
+    bool has8BitMode = false;
     CoolerKind cooler = CoolerKind::setPoint;
     double greatestDrop = 45.0;   // degrees below ambient
     unsigned minCoolerPower = 10; // raw units
     unsigned maxCoolerPower = 210;
-    double ambient = 20.0; // degrees Celsius
+    unsigned temperatureBits = 12; // of a temperature reading: 10 or 12
+    double ambient = 20.0;         // degrees Celsius
     MountTraits mount = {};
     std::uint32_t serial = 1;
     std::uint64_t seed = 1;
     bool answersPing = true;
     bool firmwareRequired = false;            // the processor does nothing without
+    unsigned samplesPerPixel = 1;             // 2: the reference and then the signal
     std::optional<unsigned> colourPhase = {}; // 0 to 3, by the place of the first red pixel
 };
 

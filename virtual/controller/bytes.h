@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
-// Little-endian reading and writing, the byte order of the controller's own requests.
+// Reading and writing of numbers: little-endian as in the controller's own requests, and big-endian
+// as some cameras behind it have it.
 #pragma once
 
 #include <cstddef>
@@ -19,6 +20,10 @@ constexpr std::uint32_t u32le(std::span<const std::uint8_t> bytes, std::size_t o
     return u16le(bytes, offset) | std::uint32_t{u16le(bytes, offset + 2)} << 16;
 }
 
+constexpr std::uint16_t u16be(std::span<const std::uint8_t> bytes, std::size_t offset) {
+    return static_cast<std::uint16_t>(bytes[offset] << 8 | bytes[offset + 1]);
+}
+
 constexpr std::uint8_t lowByte(std::uint32_t value) {
     return static_cast<std::uint8_t>(value & 0xFF);
 }
@@ -30,6 +35,11 @@ constexpr std::uint8_t highByte(std::uint32_t value) {
 inline void appendU16le(std::vector<std::uint8_t>& bytes, std::uint32_t value) {
     bytes.push_back(lowByte(value));
     bytes.push_back(highByte(value));
+}
+
+inline void appendU16be(std::vector<std::uint8_t>& bytes, std::uint32_t value) {
+    bytes.push_back(highByte(value));
+    bytes.push_back(lowByte(value));
 }
 
 } // namespace tavo::virtualcamera

@@ -73,6 +73,7 @@ void Controller::powerUp() {
 
 void Controller::restart() {
     ports = {};
+    electronics.presetLines(ports);
     pendingReply.clear();
     replyRefused = false;
     lastTransaction.reset();

@@ -27,6 +27,8 @@ public:
     // What the family keeps in the memory beside the ids.
     virtual void writeEeprom(Eeprom::Image&) const {}
 
+    // The states that the lines have when the processor starts, where they are not all low.
+    virtual void presetLines(Ports&) const {}
     // The host has changed the lines that the controller drives.
     virtual void linesChanged(const Ports&) {}
     // Brings the lines that the camera drives up to the present, before the host reads them.

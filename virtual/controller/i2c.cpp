@@ -26,7 +26,7 @@ void Eeprom::write(std::span<const std::uint8_t> bytes) {
         image[pointer++] = byte;
 }
 
-std::vector<std::uint8_t> Eeprom::read(std::uint32_t length) {
+std::optional<std::vector<std::uint8_t>> Eeprom::read(std::uint32_t length) {
     std::vector<std::uint8_t> bytes(length);
     for (std::uint8_t& byte : bytes)
         byte = image[pointer++];

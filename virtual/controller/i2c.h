@@ -16,7 +16,8 @@ class I2cDevice {
 public:
     virtual ~I2cDevice() = default;
     virtual void write(std::span<const std::uint8_t> bytes) = 0;
-    virtual std::vector<std::uint8_t> read(std::uint32_t length) = 0;
+    // Exactly `length` bytes; nothing when the device cannot be read.
+    virtual std::optional<std::vector<std::uint8_t>> read(std::uint32_t length) = 0;
 };
 
 class I2cBus {
@@ -24,7 +25,7 @@ public:
     // The device outlives the bus. Addresses have 7 bits.
     void attach(std::uint8_t address, I2cDevice& device) { devices[address] = &device; }
 
-    // False when no device answers at the address.
+    // False, or nothing, when no device answers at the address.
     bool write(std::uint8_t address, std::span<const std::uint8_t> bytes);
     std::optional<std::vector<std::uint8_t>> read(std::uint8_t address, std::uint32_t length);
 
@@ -42,7 +43,7 @@ public:
     explicit Eeprom(const Image& image_) : image(image_) {}
 
     void write(std::span<const std::uint8_t> bytes) override;
-    std::vector<std::uint8_t> read(std::uint32_t length) override;
+    std::optional<std::vector<std::uint8_t>> read(std::uint32_t length) override;
 
 private:
     Image image;

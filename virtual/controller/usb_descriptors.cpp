@@ -3,7 +3,7 @@
 
 #include "bytes.h"
 
-#include <initializer_list>
+#include <array>
 
 namespace tavo::virtualcamera {
 
@@ -24,8 +24,7 @@ constexpr std::uint8_t kStandardIn = 0x80;
 constexpr std::uint8_t kGetDescriptor = 6;
 constexpr std::uint8_t kString = 3;
 
-void appendInterface(Bytes& bytes, std::uint8_t setting,
-                     std::initializer_list<std::uint8_t> pipes) {
+void appendInterface(Bytes& bytes, std::uint8_t setting, Pipes pipes) {
     bytes.insert(bytes.end(), {9, 4, 0, setting, static_cast<std::uint8_t>(pipes.size()),
                                kVendorSpecific, kVendorSpecific, kVendorSpecific, 0});
     for (const std::uint8_t pipe : pipes) {
@@ -61,14 +60,21 @@ Bytes deviceDescriptor(const UsbIdentity& identity) {
     return bytes;
 }
 
-Bytes configurationDescriptor() {
+Bytes configurationDescriptor(std::span<const Pipes> settings) {
     constexpr std::uint8_t kSelfPowered = 0xC0;
     Bytes bytes{9, 2, 0, 0, 1, 1, 0, kSelfPowered, 0};
-    appendInterface(bytes, 0, {});
-    appendInterface(bytes, 1, {0x02, 0x04, 0x86, 0x88});
+    std::uint8_t setting = 0;
+    for (const Pipes pipes : settings)
+        appendInterface(bytes, setting++, pipes);
     bytes[2] = lowByte(static_cast<std::uint32_t>(bytes.size()));
     bytes[3] = highByte(static_cast<std::uint32_t>(bytes.size()));
     return bytes;
+}
+
+Bytes configurationDescriptor() {
+    constexpr std::array<std::uint8_t, 4> pipes{0x02, 0x04, 0x86, 0x88};
+    const std::array<Pipes, 2> settings{Pipes{}, pipes};
+    return configurationDescriptor(settings);
 }
 
 Reply answerStringRequest(const UsbIdentity& identity, const SetupPacket& setup) {

@@ -6,6 +6,7 @@
 #include "../usb/device.h"
 
 #include <cstdint>
+#include <span>
 #include <string>
 
 namespace tavo::virtualcamera {
@@ -16,7 +17,11 @@ struct UsbIdentity {
 };
 
 virtualusb::Bytes deviceDescriptor(const UsbIdentity& identity);
-// Configuration 1: interface 0 with setting 0 (no endpoints) and setting 1 (the four bulk pipes).
+// The addresses of the bulk endpoints of an alternate setting.
+using Pipes = std::span<const std::uint8_t>;
+// Configuration 1: interface 0 with its alternate settings, from 0 on.
+virtualusb::Bytes configurationDescriptor(std::span<const Pipes> settings);
+// That of the microcontroller: setting 0 (no endpoints) and setting 1 (the four bulk pipes).
 virtualusb::Bytes configurationDescriptor();
 // The bus answers what follows from the descriptors; only the texts are left to the device. Any
 // other request stalls.

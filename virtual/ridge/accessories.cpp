@@ -8,43 +8,21 @@
 namespace tavo::virtualcamera {
 
 void RidgeFirmware::closeRelay(Arguments, Relay relay) {
-    const unsigned number = static_cast<unsigned>(relay) + 1;
-    if (!model.hasGuidePort) {
-        journal("command ", 19 + number, " close guide relay ", number, ": no guide port, ignored");
-        return;
-    }
-    journal("command ", 19 + number, " close guide relay ", number);
-    instrument.mount().close(relay);
+    accessories.closeRelay(relay);
 }
 
 void RidgeFirmware::releaseRelays(Arguments) {
-    journal("command 24 release the guide relays",
-            model.hasGuidePort ? "" : ": no guide port, ignored");
-    if (model.hasGuidePort)
-        instrument.mount().releaseAll();
+    accessories.releaseRelays();
 }
 
 void RidgeFirmware::wheelStatus(Arguments) {
-    const FilterWheel& wheel = instrument.wheel();
-    if (wheel.count() == 0) {
-        journal("command 135 filter wheel status: no wheel, no answer");
-        return;
-    }
-    journal("command 135 filter wheel status: ", wheel.count(), " positions, ",
-            wheel.moving() ? "moving" : "standing", ", at ", wheel.current(), ", target ",
-            wheel.target());
-    reply({wheel.count(), wheel.moving() ? 1U : 0U, wheel.current(), wheel.target()});
+    if (const auto status = accessories.wheelStatus())
+        reply({status->count, status->moving ? 1U : 0U, status->current, status->target});
 }
 
 void RidgeFirmware::selectFilter(Arguments arguments) {
-    if (instrument.wheel().count() == 0) {
-        journal("command 136 select a filter: no wheel, no answer");
-        return;
-    }
-    const unsigned position = u16le(arguments, 0);
-    const bool done = instrument.wheel().moveTo(position);
-    journal("command 136 select a filter: position ", position, done ? "" : " is refused");
-    acknowledge(done);
+    if (const auto done = accessories.selectFilter(u16le(arguments, 0)))
+        acknowledge(*done);
 }
 
 } // namespace tavo::virtualcamera

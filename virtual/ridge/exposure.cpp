@@ -3,10 +3,7 @@
 // The commands of the Ridge firmware that lead from an empty sensor to an image in the FIFO.
 #include "ridge.h"
 
-#include "../camera/frame_bytes.h"
 #include "../controller/bytes.h"
-
-#include <utility>
 
 namespace tavo::virtualcamera {
 
@@ -17,9 +14,6 @@ constexpr unsigned kPreview = 0x0100;
 constexpr unsigned kDark = 0x1000;
 constexpr unsigned kAlwaysSet = 0x0043;
 constexpr unsigned kLongestMilliseconds = 3000;
-
-constexpr double kPreviewSpeed = 2.0;
-constexpr double kPreviewNoise = 2.0;
 
 } // namespace
 
@@ -134,16 +128,7 @@ void RidgeFirmware::readOut(Arguments arguments) {
             readout.dark() ? ", dark" : "", ", flags ", hex(readout.flags, 4));
     if (!acceptable(readout))
         return;
-    Exposure exposure = takeExposure(readout);
-    if (readout.preview())
-        exposure.readNoiseFactor = kPreviewNoise;
-    const double pace = model.pixelsPerSecond * (readout.preview() ? kPreviewSpeed : 1.0);
-    const auto start = clock.now() + model.readoutLatency +
-                       static_cast<Microseconds>(readout.seconds() * double{kSecond});
-    journal("camera: image of ", window.columns(), "x", window.rows(), " pixels on its way");
-    constexpr double kBytesPerPixel = 2.0;
-    fifo.stream(std::make_unique<FrameBytes>(instrument.render(exposure, window), littleEndianRow),
-                start, double{kSecond} / (pace * kBytesPerPixel));
+    digitiser.send(takeExposure(readout), window, readout.preview(), readout.seconds());
 }
 
 } // namespace tavo::virtualcamera

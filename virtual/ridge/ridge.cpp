@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <iterator>
 
 namespace tavo::virtualcamera {
 
@@ -48,7 +47,7 @@ std::unique_ptr<Electronics> makeRidgeElectronics(const CameraParts& parts) {
     return std::make_unique<RidgeFirmware>(parts);
 }
 
-const RidgeFirmware::Handler RidgeFirmware::kHandlers[] = {
+const CommandHandler<RidgeFirmware> RidgeFirmware::kHandlers[] = {
     {1, 0, false, "describe yourself", &RidgeFirmware::describe},
     {2, 2, true, "exposure control", &RidgeFirmware::exposureControl},
     {4, 0, true, "clear the sensor", &RidgeFirmware::clearSensor},
@@ -67,14 +66,15 @@ const RidgeFirmware::Handler RidgeFirmware::kHandlers[] = {
     {55, 2, true, "read a temperature", &RidgeFirmware::readSensor},
     {56, 2, true, "set cooling", &RidgeFirmware::setCooling},
     {57, 0, true, "warm up", &RidgeFirmware::warmUp},
-    {80, 1, false, "ping", &RidgeFirmware::ping},
+    {80, 2, false, "ping", &RidgeFirmware::ping},
     {135, 0, true, "filter wheel status", &RidgeFirmware::wheelStatus},
     {136, 2, true, "select a filter", &RidgeFirmware::selectFilter},
 };
 
 RidgeFirmware::RidgeFirmware(const CameraParts& parts)
     : model(parts.model), instrument(parts.instrument), clock(parts.clock), fifo(parts.fifo),
-      journal(parts.journal), sequence(instrument, fifo), panel(model, instrument) {}
+      journal(parts.journal), sequence(instrument, fifo), digitiser(parts), thermal(parts),
+      accessories(parts) {}
 
 // The head stays as it is - cold, its application running - but no image survives.
 void RidgeFirmware::linkReset() {
@@ -91,28 +91,10 @@ void RidgeFirmware::receive(std::span<const std::uint8_t> bytes) {
         journal("camera: no command packet, ignored: ", hexDump(bytes));
         return;
     }
-    const std::uint8_t command = bytes[kHeader - 2];
     const Arguments arguments = bytes.subspan(kHeader);
-    const auto* handler =
-        std::find_if(std::begin(kHandlers), std::end(kHandlers),
-                     [command](const Handler& h) { return h.command == command; });
-    if (handler == std::end(kHandlers))
-        journal("command ", unsigned{command}, " is unknown and ignored: ", hexDump(arguments));
-    else
-        dispatch(*handler, arguments);
-}
-
-void RidgeFirmware::dispatch(const Handler& handler, Arguments arguments) {
-    const std::size_t padded = handler.argumentBytes + handler.argumentBytes % 2;
-    if (arguments.size() != padded)
-        journal("command ", unsigned{handler.command}, " ", handler.name, " takes ", padded,
-                " argument bytes but came with ", arguments.size(),
-                " and is ignored: ", hexDump(arguments));
-    else if (handler.needsApplication && !applicationStarted)
-        journal("command ", unsigned{handler.command}, " ", handler.name,
-                " is ignored, the application has not been started");
-    else
-        (this->*handler.serve)(arguments);
+    if (const auto* handler = findHandler<RidgeFirmware>(kHandlers, bytes[kHeader - 2], arguments,
+                                                         applicationStarted, journal))
+        (this->*handler->serve)(arguments);
 }
 
 void RidgeFirmware::reply(std::initializer_list<unsigned> words, Microseconds delay) {

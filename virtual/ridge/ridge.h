@@ -4,11 +4,14 @@
 // (16 bits, low byte first) through the FIFO.
 #pragma once
 
+#include "../camera/accessory_commands.h"
 #include "../camera/camera_device.h"
-#include "../camera/cooler_panel.h"
+#include "../camera/command_handler.h"
+#include "../camera/digitiser.h"
 #include "../camera/exposure_sequence.h"
 #include "../camera/instrument.h"
 #include "../camera/model.h"
+#include "../camera/thermal_commands.h"
 #include "../controller/clock.h"
 #include "../controller/electronics.h"
 #include "../controller/fifo.h"
@@ -36,19 +39,10 @@ public:
     void linkReset() override;
 
 private:
-    using Arguments = std::span<const std::uint8_t>;
-    struct Handler {
-        std::uint8_t command;
-        std::size_t argumentBytes;
-        bool needsApplication; // ignored until command 44 has started it
-        const char* name;
-        void (RidgeFirmware::*serve)(Arguments);
-    };
-    static const Handler kHandlers[];
+    static const CommandHandler<RidgeFirmware> kHandlers[];
 
     struct Readout;
 
-    void dispatch(const Handler& handler, Arguments arguments);
     void reply(std::initializer_list<unsigned> words, Microseconds delay = 0);
     void replyText(const std::string& text);
     void answer(std::vector<std::uint8_t> bytes, Microseconds readyAt);
@@ -88,7 +82,9 @@ private:
     Journal journal;
     bool applicationStarted = false;
     ExposureSequence sequence;
-    CoolerPanel panel;
+    Digitiser digitiser;
+    ThermalCommands thermal;
+    AccessoryCommands accessories;
 };
 
 } // namespace tavo::virtualcamera

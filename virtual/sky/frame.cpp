@@ -47,6 +47,8 @@ Frame::Frame(const Sensor& sensor_, std::span<const Star> stars, std::span<const
     : sensor(sensor_), hot(hot_), area(window), darkSeconds(exposure.darkSeconds),
       readNoise(sensor_.readNoise * exposure.readNoiseFactor), noise(exposure.noiseSeed),
       light(exposure.light), sums(window.columns()) {
+    sensor.gain /= exposure.amplification;
+    sensor.bias += exposure.offset;
     for (const LightSpan& span : light)
         placeStars(stars, span);
 }

@@ -27,6 +27,8 @@ struct Exposure {
     std::vector<LightSpan> light;
     double darkSeconds = 0.0; // as if all of it had been at the reference temperature
     double readNoiseFactor = 1.0;
+    double amplification = 1.0;  // before it is digitised, over the sensor's usual one
+    double offset = 0.0;         // digital units above the sensor's usual bias
     std::uint64_t noiseSeed = 0; // differs for every exposure
 };
 
