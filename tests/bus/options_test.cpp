@@ -59,9 +59,31 @@ TEST(CommandLine, Defaults) {
     EXPECT_EQ(options.speed, 1.0);
 }
 
-TEST(CommandLine, MissingCommandIsAFault) {
-    EXPECT_THROW(parse({"--camera", "ridge-c"}), std::invalid_argument);
+TEST(CommandLine, MissingCommandServesOtherTerminals) {
+    EXPECT_TRUE(std::get<Options>(parse({"--camera", "ridge-c"})).command.empty());
+    EXPECT_THROW(parse({}), std::invalid_argument) << "neither a camera nor a command";
     EXPECT_NO_THROW(parse({"--list-models"}));
+}
+
+TEST(CommandLine, FaultsArePlanned) {
+    const auto options =
+        std::get<Options>(parse({"--fault", "bulk-in:0.5:stall", "--fault", "unplug-after:250",
+                                 "--fault", "ping:never", "--fault-seed", "9", "--", "true"}));
+    ASSERT_EQ(options.faults.faults.size(), 1u);
+    EXPECT_EQ(options.faults.faults[0].probability, 0.5);
+    EXPECT_EQ(options.faults.unplugAfter, 250u);
+    EXPECT_TRUE(options.faults.pingUnanswered);
+    EXPECT_EQ(options.faults.seed, 9u);
+    EXPECT_FALSE(std::get<Options>(parse({"--", "true"})).faults.touchesTraffic());
+    EXPECT_THROW(parse({"--fault", "bulk-in", "--", "true"}), std::invalid_argument);
+}
+
+TEST(CommandLine, MemoryOfTransfersIsLimitedAsInAKernel) {
+    EXPECT_EQ(std::get<Options>(parse({"--", "true"})).usbfsMemory, 16u);
+    EXPECT_EQ(std::get<Options>(parse({"--usbfs-memory", "0", "--", "true"})).usbfsMemory, 0u);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(std::get<Exit>(parse({"--usbfs-memory", "-1", "--", "true"})).status, kOwnFailure);
+    testing::internal::GetCapturedStderr();
 }
 
 TEST(CommandLine, WrongArgumentsEndTheProgram) {
