@@ -27,5 +27,5 @@ build() {
 build_normal() {
     build build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVO_SANITIZE= -DTAVO_FIRMWARE= \
         -DBUILD_SHARED_LIBS=ON -DTAVO_BUILD_TOOLS=ON -DTAVO_BUILD_VIRTUAL=ON \
-        -DTAVO_BUILD_TESTS="$1"
+        -DTAVO_BUILD_TESTS="$1" -DTAVO_TEST_KERNEL="$1"
 }
