@@ -18,7 +18,7 @@ own_lists() {
     apt_options=(-o "Dir::State::Lists=$cache/apt-lists" -o "Dir::Cache=$cache/apt-cache"
         -o APT::Sandbox::User= -o Debug::NoLocking=1)
     mkdir -p "$cache/apt-lists/partial" "$cache/apt-cache/archives/partial"
-    apt-get "${apt_options[@]}" -qq update >&2
+    apt-get "${apt_options[@]}" -qq update >&2 || true
 }
 
 version() {
