@@ -2,7 +2,9 @@
 #include "cameras.h"
 
 #include "camera/catalogue.h"
+#include "camera/family.h"
 #include "faults/faulty_device.h"
+#include "serial_numbers.h"
 
 #include <cstdio>
 #include <stdexcept>
@@ -23,9 +25,16 @@ void requireModel(const CameraRequest& camera) {
                                 camera.model + "\"; accepted are " + accepted);
 }
 
+std::uint32_t ownSerialNumber(const std::string& key) {
+    for (const CameraFamily& family : families())
+        for (const Model& model : family.models())
+            if (model.key == key)
+                return model.serial;
+    throw std::out_of_range("unknown model " + key);
+}
+
 std::unique_ptr<virtualusb::Device> makeDevice(const CameraRequest& camera, const Options& options,
                                                std::size_t number) {
-    requireModel(camera);
     Log log;
     if (options.log)
         log = [label = camera.model + "#" + std::to_string(number)](const std::string& line) {
@@ -53,6 +62,12 @@ void listModels() {
     for (const auto& model : models())
         std::printf("%-12s %04x  %-20s %s\n", model.key.c_str(), unsigned{model.productId},
                     model.name.c_str(), model.summary.c_str());
+}
+
+void numberCameras(Options& options) {
+    for (const CameraRequest& camera : options.cameras)
+        requireModel(camera);
+    tellApart(options.cameras, ownSerialNumber);
 }
 
 std::vector<std::unique_ptr<virtualusb::Device>> makeCameras(const Options& options) {

@@ -23,14 +23,15 @@ int runOn(const Options& options) {
 }
 
 int run(int argc, char** argv) {
-    const auto parsed = parseCommandLine(argc, argv);
+    auto parsed = parseCommandLine(argc, argv);
     if (const auto* exit = std::get_if<Exit>(&parsed))
         return exit->status;
-    const auto& options = std::get<Options>(parsed);
+    auto& options = std::get<Options>(parsed);
     if (options.listModels) {
         listModels();
         return 0;
     }
+    numberCameras(options);
     return runOn(options);
 }
 

@@ -4,7 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <cmath>
+#include <charconv>
 #include <span>
 #include <sstream>
 #include <stdexcept>
@@ -29,11 +29,30 @@ void addOption(CameraRequest& request, const std::string& item) {
         refuse(request.text, "option \"" + key + "\" is given twice");
 }
 
+std::uint64_t parseSeed(const std::string& text) {
+    std::uint64_t seed = 0;
+    const char* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, seed);
+    if (error != std::errc{} || rest != end)
+        throw std::invalid_argument("--fault-seed \"" + text +
+                                    "\": accepted is a whole number from 0 to "
+                                    "18446744073709551615");
+    return seed;
+}
+
+void requireSpeed(double speed) {
+    constexpr double slowest = 0.001;
+    constexpr double fastest = 100000;           // a day in a second
+    if (!(speed >= slowest && speed <= fastest)) // nor is it a NaN
+        throw std::invalid_argument("--speed: accepted is a number from 0.001 to 100000, e.g. 10");
+}
+
 // What the command line may say of the place where the cameras are plugged in.
 struct HostArguments {
     std::string usbipAddress; // empty when none is named
     CLI::Option* usbip = nullptr;
     bool vhci = false;
+    CLI::Option* usbfsMemory = nullptr;
 };
 
 void addHostOptions(CLI::App& app, HostArguments& arguments) {
@@ -55,6 +74,10 @@ void chooseHost(Options& options, const HostArguments& arguments) {
         options.host = Host::usbip;
     else if (arguments.vhci)
         options.host = Host::vhci;
+    if (options.host != Host::testbed && arguments.usbfsMemory->count() > 0)
+        throw std::invalid_argument(
+            "--usbfs-memory is a limit of the virtual bus and cannot go with --usbip or --vhci; "
+            "there it is the kernel's, in /sys/module/usbcore/parameters/usbfs_memory_mb");
     if (!arguments.usbipAddress.empty())
         options.usbipAddress = arguments.usbipAddress;
 }
@@ -81,6 +104,7 @@ std::variant<Options, Exit> parseCommandLine(int argc, const char* const* argv) 
     Options options;
     std::vector<std::string> cameras;
     std::vector<std::string> faults;
+    std::string faultSeed = std::to_string(options.faults.seed);
     HostArguments host;
     CLI::App app(
         "Runs a command on a virtual USB bus with virtual cameras, which it finds and uses "
@@ -98,26 +122,29 @@ std::variant<Options, Exit> parseCommandLine(int argc, const char* const* argv) 
     addHostOptions(app, host);
     app.add_flag("--list-models", options.listModels, "List the models and exit");
     app.add_flag("--log", options.log, "Tell on standard error what the cameras do");
-    app.add_option("--speed", options.speed, "Let the cameras' time pass this many times faster")
+    app.add_option("--speed", options.speed,
+                   "Let the cameras' time pass this many times faster, 0.001 to 100000")
         ->type_name("FACTOR")
         ->capture_default_str();
     app.add_option("--fault", faults,
                    "Let the cameras go wrong, e.g. bulk-in:0.01:timeout, control-out:0.1:stall, "
-                   "bulk-in:0.05:late:200 (ms), unplug-after:250 (requests), "
-                   "unplug-after:250:3000 (and back after 3000 ms), ping:never; kinds are timeout, "
+                   "bulk-in:0.05:late:200 (ms), unplug-after:250 (at the "
+                   "250th request), unplug-after:250:3000 (and back after 3000 ms), ping:never; "
+                   "kinds are timeout, "
                    "stall, short, corrupt and late; may be given many times")
         ->type_name("FAULT")
         ->allow_extra_args(false)
         ->take_all();
-    app.add_option("--fault-seed", options.faults.seed, "Other dice for the faults")
+    app.add_option("--fault-seed", faultSeed, "Other dice for the faults")
         ->type_name("N")
         ->capture_default_str();
-    app.add_option("--usbfs-memory", options.usbfsMemory,
-                   "On the virtual bus: what all pending transfers may occupy together, as "
-                   "usbfs_memory_mb of the kernel; 0 lifts the limit")
-        ->type_name("MIB")
-        ->check(CLI::Range(0U, 1048576U))
-        ->capture_default_str();
+    host.usbfsMemory =
+        app.add_option("--usbfs-memory", options.usbfsMemory,
+                       "On the virtual bus: what all pending transfers may occupy together, as "
+                       "usbfs_memory_mb of the kernel; 0 lifts the limit")
+            ->type_name("MIB")
+            ->check(CLI::Range(0U, 1048576U))
+            ->capture_default_str();
     app.add_option("COMMAND", options.command, "After \"--\": the command and its arguments")
         ->type_name("");
     const std::span arguments(argv, static_cast<std::size_t>(argc));
@@ -127,8 +154,8 @@ std::variant<Options, Exit> parseCommandLine(int argc, const char* const* argv) 
     } catch (const CLI::ParseError& error) {
         return Exit{app.exit(error) == 0 ? 0 : kOwnFailure};
     }
-    if (!std::isfinite(options.speed) || options.speed <= 0)
-        throw std::invalid_argument("--speed: accepted is a number above 0, e.g. 10");
+    requireSpeed(options.speed);
+    options.faults.seed = parseSeed(faultSeed);
     for (const std::string& camera : cameras)
         options.cameras.push_back(parseCamera(camera));
     for (const std::string& fault : faults)

@@ -13,7 +13,7 @@
 namespace tavo::virtualcamera {
 
 struct CameraRequest {
-    std::string text; // as it was given
+    std::string text; // as it was given, and what was added to it
     std::string model;
     std::map<std::string, std::string> options;
 };

@@ -84,7 +84,9 @@ TEST_F(UnplugTest, FurtherRequestsFindNoDevice) {
     EXPECT_EQ(query(handle, kReadState, data), LIBUSB_ERROR_NO_DEVICE);
     EXPECT_EQ(bulk(handle, kEchoOut, data).error, LIBUSB_ERROR_NO_DEVICE);
     EXPECT_EQ(libusb_release_interface(handle.get(), 0), LIBUSB_ERROR_NO_DEVICE);
-    EXPECT_EQ(libusb_reset_device(handle.get()), LIBUSB_ERROR_NO_DEVICE);
+    // libusb says NOT_FOUND for a lost device until it has learnt of its leaving.
+    const int reset = libusb_reset_device(handle.get());
+    EXPECT_TRUE(reset == LIBUSB_ERROR_NO_DEVICE || reset == LIBUSB_ERROR_NOT_FOUND) << reset;
 }
 
 TEST_F(UnplugTest, DeviceLeavesTheListAndCanBePluggedInAgain) {

@@ -35,6 +35,7 @@ struct Willing final : Device {
 
     Outcome take(std::span<const std::uint8_t> data) {
         ++asked;
+        offered.emplace_back(data.begin(), data.end());
         if (silent)
             return Outcome::nothing;
         taken.emplace_back(data.begin(), data.end());
@@ -48,6 +49,7 @@ struct Willing final : Device {
     bool silent = false;
     unsigned asked = 0;
     unsigned resets = 0;
+    std::vector<Bytes> offered; // whether it was taken or not
     std::vector<Bytes> taken;
     Bytes cancellations;
     std::optional<std::uint64_t> wake;
@@ -68,6 +70,18 @@ struct Bench {
 
     Outcome in() { return device->bulkIn(kIn, 4).outcome; }
     Outcome out() { return device->bulkOut(kOut, kData); }
+    // What the device gets of a transfer that it takes only when it is offered once more.
+    Bytes outAfter(unsigned refusals) {
+        inner->offered.clear();
+        inner->silent = true;
+        for (unsigned count = 0; count < refusals; ++count)
+            EXPECT_EQ(out(), Outcome::nothing);
+        inner->silent = false;
+        EXPECT_EQ(out(), Outcome::done);
+        for (const Bytes& offer : inner->offered)
+            EXPECT_EQ(offer, inner->offered.front()) << "one transfer is spoilt in one way";
+        return inner->taken.back();
+    }
 
     std::uint64_t time = 1000;
     std::vector<std::string> log;
@@ -177,6 +191,15 @@ TEST(FaultyDevice, ThrowsItsDiceOnceForARequest) {
     EXPECT_EQ(bench.in(), Outcome::done);
 }
 
+TEST(FaultyDevice, SpoilsATransferOnceHoweverOftenItIsOffered) {
+    for (const char* fault : {"bulk-out:1:corrupt", "bulk-out:1:short"}) {
+        Bench patient{fault};
+        Bench prompt{fault};
+        for (unsigned count = 0; count < 30; ++count)
+            EXPECT_EQ(patient.outAfter(count), prompt.outAfter(0)) << fault << ", " << count;
+    }
+}
+
 TEST(FaultyDevice, StrikesAsOftenAsToldAndTheSameForASeed) {
     const auto strikes = [](std::uint64_t seed) {
         Bench bench({"bulk-in:0.1:stall"}, seed);
@@ -204,7 +227,8 @@ TEST(FaultyDevice, IsUnpluggedAfterSoManyRequests) {
     EXPECT_EQ(bench.in(), Outcome::done);
     EXPECT_EQ(bench.device->controlIn(kStandardIn).outcome, Outcome::done) << "does not count";
     EXPECT_EQ(bench.out(), Outcome::done);
-    EXPECT_EQ(bench.device->controlIn(kVendorIn).outcome, Outcome::done);
+    EXPECT_EQ(bench.device->controlIn(kVendorIn).outcome, Outcome::gone);
+    EXPECT_EQ(bench.inner->asked, 3U) << "the last of the plan does not reach it";
     EXPECT_EQ(bench.in(), Outcome::gone);
     EXPECT_EQ(bench.out(), Outcome::gone);
     EXPECT_EQ(bench.device->controlIn(kVendorIn).outcome, Outcome::gone);
@@ -218,15 +242,46 @@ TEST(FaultyDevice, IsUnpluggedAfterSoManyRequests) {
 
 TEST(FaultyDevice, IsPluggedInAgain) {
     Bench bench{"unplug-after:1:250"};
-    bench.in();
     EXPECT_EQ(bench.in(), Outcome::gone);
     EXPECT_EQ(bench.device->wakeIn(), 250000U);
-    bench.time += 300000;
+    bench.time += 100000;
+    EXPECT_EQ(bench.in(), Outcome::gone);
+    EXPECT_EQ(bench.device->wakeIn(), 150000U) << "since it was unplugged";
+    bench.time += 200000;
     EXPECT_EQ(bench.device->wakeIn(), 0U);
+    EXPECT_EQ(bench.in(), Outcome::gone) << "until the bus has plugged it in";
     bench.device->reset();
     EXPECT_EQ(bench.inner->resets, 1U);
     for (int i = 0; i < 10; ++i)
         EXPECT_EQ(bench.in(), Outcome::done) << "only once";
+}
+
+TEST(FaultyDevice, StaysUnpluggedWhateverIsReset) {
+    Bench forGood{"unplug-after:1"};
+    Bench bench{"unplug-after:1:250"};
+    for (Bench* each : {&forGood, &bench}) {
+        EXPECT_EQ(each->in(), Outcome::gone);
+        each->device->reset();
+        each->time += 249999;
+        each->device->reset();
+        EXPECT_EQ(each->in(), Outcome::gone);
+        EXPECT_EQ(each->inner->resets, 0U);
+        each->time += 1;
+        each->device->reset();
+    }
+    EXPECT_EQ(forGood.in(), Outcome::gone);
+    EXPECT_EQ(bench.in(), Outcome::done);
+}
+
+TEST(FaultyDevice, CountsARequestOnceHoweverOftenItIsAsked) {
+    Bench bench{"unplug-after:3"};
+    bench.inner->silent = true;
+    for (int i = 0; i < 10; ++i)
+        ASSERT_EQ(bench.in(), Outcome::nothing);
+    bench.device->cancelled(kIn);
+    ASSERT_EQ(bench.in(), Outcome::nothing) << "the second";
+    EXPECT_EQ(bench.out(), Outcome::gone);
+    EXPECT_EQ(bench.in(), Outcome::gone) << "what was waiting, too";
 }
 
 } // namespace tavo::virtualusb::test

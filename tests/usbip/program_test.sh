@@ -59,8 +59,17 @@ grep -q "^  sudo usbip --tcp-port $port attach -r 127.0.0.1 -b 1-1$" "$scratch/o
     fail "it is not told how to attach"
 
 status=0
-"$program" --usbip 127.0.0.1:0 --camera ridge-c -- sh -c 'exit 7' >"$scratch/out" || status=$?
+"$program" --usbip 127.0.0.1:0 --camera ridge-c -- sh -c 'echo own; exit 7' >"$scratch/out" \
+    2>"$scratch/err" || status=$?
 [ "$status" -eq 7 ] || fail "the command's status: $status"
+[ "$(cat "$scratch/out")" = own ] || fail "the command's output is not left to itself"
+grep -q '^Listening on 127' "$scratch/err" || fail "it is not told where it listens"
+
+"$program" --usbip 0.0.0.0:0 --camera ridge-c --camera ridge-c -- true >"$scratch/out" \
+    2>"$scratch/err"
+grep -q "attach -r $(uname -n) -b 1-1$" "$scratch/err" || fail "no name to attach from elsewhere"
+grep -q '^1-1 .*ridge-c$' "$scratch/err" || fail "the first ridge-c"
+grep -q '^1-2 .*ridge-c,serial=[0-9]*$' "$scratch/err" || fail "the second has no other number"
 "$program" --usbip 127.0.0.1:0 --camera ridge-c -- no-such-command >"$scratch/out" \
     2>"$scratch/err" && fail "a missing command" || [ $? -eq 127 ] || fail "status of a missing command"
 
@@ -75,6 +84,7 @@ refuses() {
 refuses 'accepted is HOST:PORT' --usbip nowhere --camera ridge-c
 refuses 'excludes' --usbip --vhci --camera ridge-c
 refuses 'no camera is given' --usbip
+refuses 'serial number 7 already' --usbip 127.0.0.1:0 --camera ridge-c,serial=7 --camera ridge-c,serial=7
 refuses 'unknown model "moon"' --usbip 127.0.0.1:0 --camera moon
 [ -e /sys/devices/platform/vhci_hcd.0 ] || refuses 'modprobe vhci-hcd' --vhci --camera ridge-c
 echo PASS

@@ -6,6 +6,10 @@
 #include <optional>
 #include <thread>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
 namespace tavo::usbiptest {
 namespace {
 
@@ -16,6 +20,27 @@ std::vector<std::string> busIds(const std::vector<usbip::DeviceRecord>& records)
     for (const auto& record : records)
         result.push_back(record.busId);
     return result;
+}
+
+// The server's end of its only connection: server and client are one process here.
+int acceptedSocket(const std::string& port) {
+    for (int file = 0; file < 1024; ++file) {
+        sockaddr_in own{};
+        sockaddr_in peer{};
+        socklen_t ownSize = sizeof own;
+        socklen_t peerSize = sizeof peer;
+        if (getsockname(file, reinterpret_cast<sockaddr*>(&own), &ownSize) == 0 &&
+            getpeername(file, reinterpret_cast<sockaddr*>(&peer), &peerSize) == 0 &&
+            own.sin_family == AF_INET && std::to_string(ntohs(own.sin_port)) == port)
+            return file;
+    }
+    return -1;
+}
+
+int optionOf(int socket, int level, int name) {
+    int value = 0;
+    socklen_t size = sizeof value;
+    return getsockopt(socket, level, name, &value, &size) == 0 ? value : -1;
 }
 
 TEST_F(ServerTest, ListTellsOfTheDevices) {
@@ -72,6 +97,19 @@ TEST_F(ServerTest, DeviceIsResetAndFreeAfterItsHostHasGone) {
     ASSERT_EQ(next.import("1-1"), OperationStatus::ok);
     EXPECT_EQ(settingOf(next), 0u);
     EXPECT_EQ(resetsOf(next), 1u);
+}
+
+TEST_F(ServerTest, ComputerThatVanishesIsNoticedWithinAMinute) {
+    const Client client = imported();
+    const int socket = acceptedSocket(port);
+    ASSERT_GE(socket, 0);
+    EXPECT_EQ(optionOf(socket, SOL_SOCKET, SO_KEEPALIVE), 1);
+    const int untilNoticed =
+        optionOf(socket, IPPROTO_TCP, TCP_KEEPIDLE) +
+        optionOf(socket, IPPROTO_TCP, TCP_KEEPINTVL) * optionOf(socket, IPPROTO_TCP, TCP_KEEPCNT);
+    EXPECT_EQ(untilNoticed, 60);
+    EXPECT_EQ(optionOf(socket, IPPROTO_TCP, TCP_USER_TIMEOUT), 60'000)
+        << "while answers are on their way, too";
 }
 
 TEST_F(ServerTest, DeathOfAHostInATransferFreesTheDevice) {

@@ -40,7 +40,8 @@ struct FaultPlan {
 //   WHERE:PROBABILITY:KIND[:MILLISECONDS]
 //     WHERE: bulk-in, bulk-out, control-in, control-out
 //     KIND: timeout, stall, short, corrupt, late (which takes MILLISECONDS, 500 unless given)
-//   unplug-after:REQUESTS[:MILLISECONDS]   plugged in again after MILLISECONDS where given
+//   unplug-after:REQUESTS[:MILLISECONDS]   the last of REQUESTS finds the device unplugged;
+//                                          plugged in again after MILLISECONDS where given
 //   ping:never
 // Throws std::invalid_argument with a text for the user.
 void addFault(FaultPlan& plan, const std::string& text);

@@ -50,22 +50,28 @@ FaultyDevice::FaultyDevice(std::unique_ptr<Device> device_, FaultPlan plan_, Hos
     : device(std::move(device_)), plan(std::move(plan_)), hostTime(std::move(hostTime_)),
       log(std::move(log_)), dice(plan.seed) {}
 
-std::uint64_t FaultyDevice::below(std::uint64_t bound) {
-    return dice() % bound;
+const FaultyDevice::Decision* FaultyDevice::decide(Fault::Where where, std::uint8_t endpoint) {
+    if (unplugged)
+        return nullptr;
+    const auto known = decisions.find(endpoint);
+    if (known != decisions.end())
+        return &known->second;
+    if (plan.unplugAfter && ++requests == *plan.unplugAfter) {
+        unplug();
+        return nullptr;
+    }
+    return &decisions.emplace(endpoint, throwDice(where, endpoint)).first->second;
 }
 
-const FaultyDevice::Decision& FaultyDevice::decide(Fault::Where where, std::uint8_t endpoint) {
-    const auto [place, isNew] = decisions.try_emplace(endpoint);
-    if (!isNew)
-        return place->second;
-    Decision& decision = place->second;
+FaultyDevice::Decision FaultyDevice::throwDice(Fault::Where where, std::uint8_t endpoint) {
+    Decision decision;
     for (const Fault& fault : plan.faults) {
         if (fault.where != where)
             continue;
         constexpr double kStep = 0x1p-53; // the dice's upper 53 bits make a number from 0 to 1
         const bool strikes = static_cast<double>(dice() >> 11) * kStep < fault.probability;
         if (strikes && !decision.fault)
-            decision = {fault, hostTime() + fault.delay};
+            decision = {fault, hostTime() + fault.delay, dice(), dice()};
     }
     if (decision.fault && log) {
         char text[64];
@@ -84,20 +90,18 @@ bool FaultyDevice::withheld(const Decision& decision) const {
     return decision.fault->kind == Fault::Kind::late && hostTime() < decision.due;
 }
 
-Bytes FaultyDevice::spoilt(Bytes data, const Fault& fault) {
+Bytes FaultyDevice::spoilt(Bytes data, const Decision& decision) {
     if (data.empty())
         return data;
-    if (fault.kind == Fault::Kind::shortPacket)
-        data.resize(below(data.size()));
-    if (fault.kind == Fault::Kind::corrupt)
-        data[below(data.size())] ^= static_cast<std::uint8_t>(1 + below(255));
+    const std::size_t place = decision.place % data.size();
+    if (decision.fault->kind == Fault::Kind::shortPacket)
+        data.resize(place);
+    if (decision.fault->kind == Fault::Kind::corrupt)
+        data[place] ^= static_cast<std::uint8_t>(1 + decision.change % 255);
     return data;
 }
 
-void FaultyDevice::settled(std::uint8_t endpoint) {
-    decisions.erase(endpoint);
-    if (!plan.unplugAfter || ++requests != *plan.unplugAfter)
-        return;
+void FaultyDevice::unplug() {
     unplugged = true;
     unpluggedAt = hostTime();
     decisions.clear();
@@ -108,35 +112,35 @@ void FaultyDevice::settled(std::uint8_t endpoint) {
 Outcome FaultyDevice::send(Fault::Where where, std::uint8_t endpoint,
                            std::span<const std::uint8_t> data,
                            const std::function<Outcome(std::span<const std::uint8_t>)>& forward) {
-    if (unplugged)
+    const Decision* decision = decide(where, endpoint);
+    if (!decision)
         return Outcome::gone;
-    const Decision decision = decide(where, endpoint);
-    if (withheld(decision))
+    if (withheld(*decision))
         return Outcome::nothing;
     Outcome outcome = Outcome::stalled;
-    if (!decision.fault)
+    if (!decision->fault)
         outcome = forward(data);
-    else if (decision.fault->kind != Fault::Kind::stall)
-        outcome = forward(spoilt(Bytes(data.begin(), data.end()), *decision.fault));
+    else if (decision->fault->kind != Fault::Kind::stall)
+        outcome = forward(spoilt(Bytes(data.begin(), data.end()), *decision));
     if (outcome != Outcome::nothing)
-        settled(endpoint);
+        decisions.erase(endpoint);
     return outcome;
 }
 
 Reply FaultyDevice::ask(Fault::Where where, std::uint8_t endpoint,
                         const std::function<Reply()>& forward) {
-    if (unplugged)
+    const Decision* decision = decide(where, endpoint);
+    if (!decision)
         return {Outcome::gone, {}};
-    const Decision decision = decide(where, endpoint);
-    if (withheld(decision))
+    if (withheld(*decision))
         return {};
     Reply reply{Outcome::stalled, {}};
-    if (!decision.fault || decision.fault->kind != Fault::Kind::stall)
+    if (!decision->fault || decision->fault->kind != Fault::Kind::stall)
         reply = forward();
-    if (reply.outcome == Outcome::done && decision.fault)
-        reply.data = spoilt(std::move(reply.data), *decision.fault);
+    if (reply.outcome == Outcome::done && decision->fault)
+        reply.data = spoilt(std::move(reply.data), *decision);
     if (reply.outcome != Outcome::nothing)
-        settled(endpoint);
+        decisions.erase(endpoint);
     return reply;
 }
 
@@ -174,8 +178,7 @@ Reply FaultyDevice::bulkIn(std::uint8_t endpoint, std::uint32_t length) {
 void FaultyDevice::cancelled(std::uint8_t endpoint) {
     if (unplugged)
         return;
-    if (decisions.contains(endpoint))
-        settled(endpoint);
+    decisions.erase(endpoint);
     device->cancelled(endpoint);
 }
 
@@ -192,8 +195,14 @@ std::optional<std::uint64_t> FaultyDevice::wakeIn() const {
     return earliest;
 }
 
-// Once plugged in again the device stays.
+bool FaultyDevice::isBack() const {
+    return plan.replugDelay && hostTime() >= unpluggedAt + *plan.replugDelay;
+}
+
+// No reset reaches a device that is unplugged. Once plugged in again it stays.
 void FaultyDevice::reset() {
+    if (unplugged && !isBack())
+        return;
     unplugged = false;
     decisions.clear();
     device->reset();

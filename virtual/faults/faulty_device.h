@@ -21,6 +21,9 @@ HostTime steadyHostTime();
 
 // The plan concerns what the host sends to and asks of the device's own functions: bulk transfers
 // and vendor requests. What any USB device answers stays true, so that it can be found.
+//
+// A device that is unplugged leaves the last request of its plan unanswered: by that the bus knows
+// at once, and not when somebody asks again.
 class FaultyDevice final : public Device {
 public:
     // `log`, when set, is told of each fault.
@@ -42,19 +45,23 @@ private:
     // again until it is answered, but the dice are thrown once.
     struct Decision {
         std::optional<Fault> fault;
-        std::uint64_t due = 0; // of a late answer
+        std::uint64_t due = 0;   // of a late answer
+        std::uint64_t place = 0; // dice for the place of a spoilt byte, or of a cut
+        std::uint64_t change = 0;
     };
 
     static bool isVendor(const SetupPacket& setup) { return (setup.requestType & 0x60) == 0x40; }
 
-    const Decision& decide(Fault::Where where, std::uint8_t endpoint);
+    // Null when the request is the one that finds the device unplugged.
+    const Decision* decide(Fault::Where where, std::uint8_t endpoint);
+    Decision throwDice(Fault::Where where, std::uint8_t endpoint);
+    void unplug();
+    bool isBack() const;
     bool withheld(const Decision& decision) const;
     Outcome send(Fault::Where where, std::uint8_t endpoint, std::span<const std::uint8_t> data,
                  const std::function<Outcome(std::span<const std::uint8_t>)>& forward);
     Reply ask(Fault::Where where, std::uint8_t endpoint, const std::function<Reply()>& forward);
-    Bytes spoilt(Bytes data, const Fault& fault);
-    void settled(std::uint8_t endpoint);
-    std::uint64_t below(std::uint64_t bound);
+    static Bytes spoilt(Bytes data, const Decision& decision);
 
     std::unique_ptr<Device> device;
     FaultPlan plan;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "stale_testbeds.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -15,6 +16,9 @@ namespace {
 
 constexpr std::string_view kPrefix = "umockdev.";
 constexpr const char* kMark = "/tavo-virtual.lock";
+// Of a testbed that is being removed: programs that live on it find it no more. It is cleaned up
+// like others, should the one that removes it die meanwhile.
+constexpr const char* kEnded = ".ended";
 
 bool isOwnDirectory(const std::string& path) {
     struct stat info {};
@@ -45,14 +49,29 @@ int ownTestbed(const std::string& directory) {
     return -1;
 }
 
+bool replaceTestbed(const std::string& directory) {
+    const std::string former = directory + kEnded;
+    if (rename(directory.c_str(), former.c_str()) != 0)
+        return false;
+    const int file = open(directory.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (file < 0) {
+        rename(former.c_str(), directory.c_str());
+        return false;
+    }
+    close(file);
+    std::error_code ignored;
+    std::filesystem::remove_all(former, ignored);
+    return true;
+}
+
 void removeStaleTestbeds(const std::string& parent) {
     // Another program may be removing the same ones: what has gone already is no fault.
     std::error_code ignored;
     for (const auto& entry : std::filesystem::directory_iterator(parent, ignored)) {
         const std::string& path = entry.path().native();
         if (entry.path().filename().native().starts_with(kPrefix) && isOwnDirectory(path) &&
-            isAbandoned(path))
-            std::filesystem::remove_all(path, ignored);
+            isAbandoned(path) && rename(path.c_str(), (path + kEnded).c_str()) == 0)
+            std::filesystem::remove_all(path + kEnded, ignored);
     }
 }
 

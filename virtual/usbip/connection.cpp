@@ -13,8 +13,6 @@ namespace {
 
 // A client that connects and says nothing holds a place that others may want.
 constexpr std::chrono::seconds kOpeningTime{10};
-// Above this the client has to take replies before it is asked for more commands.
-constexpr std::size_t kMostBytesUnsent = std::size_t{64} << 20;
 
 } // namespace
 
@@ -35,8 +33,12 @@ Connection::~Connection() {
 }
 
 short Connection::events() const {
-    const bool reads = phase == Phase::draining || outputBytes < kMostBytesUnsent;
-    return static_cast<short>((reads ? POLLIN : 0) | (output.empty() ? 0 : POLLOUT));
+    return static_cast<short>((takesInput() ? POLLIN : 0) | (output.empty() ? 0 : POLLOUT));
+}
+
+// While it drains, what comes in is thrown away.
+bool Connection::takesInput() const {
+    return phase == Phase::draining || outputBytes < kMostBytesUnsent;
 }
 
 void Connection::serve(short found) {
@@ -51,6 +53,8 @@ void Connection::serve(short found) {
     }
     if (!isOver())
         flush();
+    // Commands that were received already, and waited for their answers to have room.
+    parse();
     if (!isOver() && deadline && *deadline <= now) {
         if (phase == Phase::opening)
             fail("asked for nothing");
@@ -66,7 +70,7 @@ std::optional<Clock::time_point> Connection::nextService() const {
 
 void Connection::parse() {
     std::size_t consumed = 0;
-    while (phase == Phase::opening || phase == Phase::serving) {
+    while ((phase == Phase::opening || phase == Phase::serving) && takesInput()) {
         const auto rest = std::span<const std::uint8_t>(input).subspan(consumed);
         const std::size_t used = session ? parseCommand(rest) : parseOperation(rest);
         if (used == 0)

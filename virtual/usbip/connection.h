@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
 // One client of the server: its socket, the bytes on their way, and what it has imported. It never
-// blocks; the server calls it when its socket or its time is ready.
+// blocks and has no thread; whoever owns it polls its socket and calls it when that or its time is
+// ready. Any stream socket will do, one end of a socketpair too.
 #pragma once
 
 #include "device_session.h"
@@ -23,6 +24,8 @@ inline constexpr std::int32_t kLongestTransfer = 64 << 20;
 inline constexpr std::int32_t kLongestControlTransfer = 0xffff;
 inline constexpr std::size_t kMostBytesPending = std::size_t{256} << 20;
 inline constexpr std::size_t kMostRequestsPending = 4096;
+// From this on the client has to take answers before more of its commands are read or carried out.
+inline constexpr std::size_t kMostBytesUnsent = std::size_t{64} << 20;
 
 class Connection {
 public:
@@ -55,6 +58,7 @@ private:
         over,
     };
 
+    bool takesInput() const;
     void receive();
     bool receiveSome();
     void parse();

@@ -26,7 +26,7 @@ bool isTemporary(int error) {
 } // namespace
 
 void Connection::receive() {
-    for (int count = 0; count < kMostReceives && receiveSome(); ++count)
+    for (int count = 0; count < kMostReceives && takesInput() && receiveSome(); ++count)
         parse();
     if (phase == Phase::draining)
         input.clear();

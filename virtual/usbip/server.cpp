@@ -134,6 +134,7 @@ void Server::accept() {
     if (!socket)
         return;
     sendSmallReplies(socket.get());
+    noticeVanishedPeer(socket.get());
     connections.emplace_back(std::move(socket), nameOf(address), devices, log);
 }
 

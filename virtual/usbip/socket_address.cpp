@@ -106,4 +106,17 @@ void sendSmallReplies(int socket) {
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
+void noticeVanishedPeer(int socket) {
+    constexpr int on = 1;
+    constexpr int idle = 30;             // seconds of silence before the first probe
+    constexpr int interval = 10;         // seconds between probes
+    constexpr int count = 3;             // probes without an answer
+    constexpr unsigned unsent = 60'000U; // milliseconds; probes wait for what is on its way
+    setsockopt(socket, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+    setsockopt(socket, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+    setsockopt(socket, IPPROTO_TCP, TCP_KEEPINTVL, &interval, sizeof interval);
+    setsockopt(socket, IPPROTO_TCP, TCP_KEEPCNT, &count, sizeof count);
+    setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &unsent, sizeof unsent);
+}
+
 } // namespace tavo::usbip

@@ -33,4 +33,8 @@ std::string nameOf(const sockaddr_storage& address);
 // Lets replies leave at once: a host waits for each before it asks for more.
 void sendSmallReplies(int socket);
 
+// Lets a connection break by itself, about a minute after the computer at its other end has
+// vanished, or has stopped to take what is sent.
+void noticeVanishedPeer(int socket);
+
 } // namespace tavo::usbip
