@@ -68,6 +68,46 @@ TEST_F(ExposeFailures, ARefusalWithoutATextIsStillTold) {
     EXPECT_NE(err.find("gave no reason"), std::string::npos) << err;
 }
 
+TEST_F(ExposeFailures, ARegisterThatDoesNotAnswerIsNoTemperature) {
+    cameras = {glintState()};
+    camera().temperatures = {-273.15F};
+    EXPECT_EQ(run({"expose", "0.1", "-o", path("a.fits")}), 5);
+    EXPECT_NE(err.find("does not answer"), std::string::npos) << err;
+    EXPECT_TRUE(files().empty());
+}
+
+TEST_F(ExposeFailures, ARegisterMappedCameraThatSaysNothingIsNotUsed) {
+    cameras = {glintState()};
+    camera().serial = 0;
+    camera().version = {0, 0};
+    EXPECT_EQ(run({"expose", "0.1", "-o", path("a.fits")}), 4);
+    EXPECT_NE(err.find("does not answer"), std::string::npos) << err;
+    EXPECT_EQ(camera().calls.back(), "close()");
+}
+
+TEST_F(ExposeFailures, ACameraThatIsUnpluggedWhileItOpensIsToldSo) {
+    camera().failing = {"open"};
+    camera().onCall = [this](const std::string& call) {
+        if (call == "open()")
+            camera().plugged = false;
+    };
+    EXPECT_EQ(run({"expose", "1", "-o", path("a.fits")}), 4);
+    EXPECT_NE(err.find("no longer connected"), std::string::npos) << err;
+    EXPECT_NE(err.find("Plug it in again"), std::string::npos) << err;
+    EXPECT_EQ(err.find("udev"), std::string::npos) << err;
+}
+
+TEST_F(ExposeFailures, ACameraThatIsUnpluggedLaterIsToldSo) {
+    camera().failing = {"getImage"};
+    camera().onCall = [this](const std::string& call) {
+        if (call.find("getImage") == 0)
+            camera().plugged = false;
+    };
+    EXPECT_EQ(run({"expose", "1", "-o", path("a.fits")}), 5);
+    EXPECT_NE(err.find("Failed to get image"), std::string::npos) << err;
+    EXPECT_NE(err.find("no longer connected"), std::string::npos) << err;
+}
+
 TEST_F(ExposeFailures, MissingMemoryIsTold) {
     camera().memoryShort = true;
     EXPECT_EQ(run({"expose", "1", "-o", path("a.fits")}), 5);

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+#include <fstream>
+#include <iterator>
+
 #include "fits_reader.h"
 #include "program.h"
 
@@ -57,12 +60,26 @@ TEST_F(Header, TellsTheSetPointOfARegulatingCoolerOnly) {
 }
 
 TEST_F(Header, OmitsWhatTheCameraDoesNotKnow) {
-    cameras = {glintState()};
+    cameras = {basinState()};
+    camera().capabilities.tempSensorCount = 0;
+    camera().capabilities.coolerType = COOLER_NONE;
     EXPECT_EQ(run({"expose", "0.1", "-o", path("a.fits")}), 0) << err;
     FitsReader fits(path("a.fits"));
     for (const char* absent : {"CCD-TEMP", "SET-TEMP", "FILTER", "OBJECT"})
         EXPECT_FALSE(fits.has(absent)) << absent;
     EXPECT_NE(out.find("temperature unknown"), std::string::npos);
+}
+
+TEST_F(Header, TellsTheTemperatureOfACameraThatCountsNoSensors) {
+    cameras = {glintState()};
+    camera().temperatures = {27.5F};
+    EXPECT_EQ(run({"expose", "0.1", "-o", path("a.fits")}), 0) << err;
+    FitsReader fits(path("a.fits"));
+    EXPECT_NEAR(fits.numberOf("CCD-TEMP"), 27.5, 1e-6);
+    std::ifstream file(path("a.fits"), std::ios::binary);
+    const std::string bytes(std::istreambuf_iterator<char>(file), {});
+    EXPECT_NE(bytes.find("COMMENT CCD-TEMP is the camera's only sensor"), std::string::npos);
+    EXPECT_NE(out.find("27.5 C"), std::string::npos) << out;
 }
 
 TEST_F(Header, AskedNoTargetOfACameraThatHidesItsSensor) {

@@ -310,11 +310,11 @@ unsigned FakeCamera::getSerialNumber() {
 }
 
 unsigned FakeCamera::getVersionMajor() {
-    return 2;
+    return state->version[0];
 }
 
 unsigned FakeCamera::getVersionMinor() {
-    return 7;
+    return state->version[1];
 }
 
 const char* FakeCamera::getLastError() {

@@ -2,6 +2,7 @@
 #ifndef TAVOCAM_TESTS_FAKE_CAMERA_H
 #define TAVOCAM_TESTS_FAKE_CAMERA_H
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <set>
@@ -35,6 +36,8 @@ struct FakeState {
     CAMERA_TYPE type = RIDGE_CAMERA;
     TavoCapabilities capabilities{};
     unsigned serial = 4711;
+    std::array<unsigned, 2> version{2, 7};
+    bool plugged = true;     // listed
     double readoutShare = 0; // seconds that delay() takes off
 
     std::vector<float> temperatures{20.0F}; // readings in turn; the last one repeats

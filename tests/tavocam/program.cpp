@@ -44,7 +44,8 @@ int Program::run(const std::vector<std::string>& arguments) {
     const auto list = [this] {
         tavocam::Cameras listed;
         for (const auto& state : cameras)
-            listed.push_back(std::make_unique<FakeCamera>(state, clock));
+            if (state->plugged)
+                listed.push_back(std::make_unique<FakeCamera>(state, clock));
         return listed;
     };
     const auto pending = [this] {

@@ -7,6 +7,7 @@
 
 #include "arguments.h"
 #include "failure.h"
+#include "presence.h"
 #include "session.h"
 #include "text.h"
 
@@ -20,19 +21,23 @@ std::string names(const Cameras& cameras) {
     return list;
 }
 
-void openOrFail(TavoCamera& camera) {
+std::string remedy(const std::string& reason) {
+    return reason == "Failed to open device"
+               ? "There is no permission on its device node (install the udev rule that comes with "
+                 "the driver and plug the camera in again), or it was unplugged for a moment (try "
+                 "again)."
+               : "Another program may be using it; otherwise switch it off and on again and check "
+                 "its power supply and cable.";
+}
+
+void openOrFail(const Environment& environment, const Presence& presence, TavoCamera& camera) {
     if (camera.open())
         return;
     const std::string reason = lastError(camera);
     camera.close();
-    const bool refused = reason == "Failed to open device";
     throw Failure(kCannotOpen,
                   text("cannot open ", camera.getName(), ": ", reason, ". ",
-                       refused ? "There is no permission on its device node (install the udev "
-                                 "rule that comes with the driver and plug the camera in again) "
-                                 "or it was unplugged."
-                               : "Another program may be using it; otherwise switch it off and on "
-                                 "again and check its power supply and cable."));
+                       presence.isGone(environment) ? text(kGone, ".") : remedy(reason)));
 }
 
 std::size_t findByName(const Cameras& cameras, const std::string& name) {
@@ -114,19 +119,20 @@ Found find(Environment& environment, const Cameras& cameras, const std::string& 
 
 } // namespace
 
-std::unique_ptr<TavoCamera> openChosen(Environment& environment, Cameras& cameras,
-                                       const std::optional<std::string>& choice, bool quiet) {
+Chosen openChosen(Environment& environment, Cameras& cameras,
+                  const std::optional<std::string>& choice, bool quiet) {
     if (!choice && cameras.size() > 1)
         throw Failure(kUsage, text("several cameras are connected: choose by --camera with one of ",
                                    names(cameras)));
     const Found found = choice ? find(environment, cameras, *choice, quiet) : Found{};
     auto& chosen = cameras[found.index];
+    const Presence presence(cameras, chosen->getName());
     if (!found.open) {
         if (environment.terminal && !quiet)
             environment.err << "tavocam: opening " << chosen->getName() << " ..." << std::endl;
-        openOrFail(*chosen);
+        openOrFail(environment, presence, *chosen);
     }
-    return std::move(chosen);
+    return {std::move(chosen), presence};
 }
 
 } // namespace tavocam

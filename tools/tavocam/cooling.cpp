@@ -15,6 +15,9 @@ constexpr double kTolerance = 0.5;    // degrees; a 10-bit sensor has steps of a
 constexpr double kPollInterval = 2.0; // seconds
 constexpr int kSteadyReadings = 3;    // the first crossing may be an overshoot
 
+// A register-mapped camera that does not answer reads as 0 kelvin.
+constexpr float kNothingRead = -273;
+
 } // namespace
 
 std::string degrees(double temperature) {
@@ -22,8 +25,9 @@ std::string degrees(double temperature) {
 }
 
 std::optional<unsigned> chipSensor(const Session& session) {
-    if (session.type() == HERON_CAMERA || session.type() == GLINT_CAMERA ||
-        session.capabilities().tempSensorCount == 0)
+    if (session.type() == GLINT_CAMERA)
+        return 0;
+    if (session.type() == HERON_CAMERA || session.capabilities().tempSensorCount == 0)
         return std::nullopt;
     return 1;
 }
@@ -35,6 +39,9 @@ std::optional<double> readTemperature(Session& session, unsigned sensor) {
                                           " cannot be read: ", lastError(session.camera())));
     if (std::isnan(temperature))
         return std::nullopt;
+    if (temperature < kNothingRead)
+        throw Failure(kCameraFailed, text("temperature sensor ", sensor,
+                                          " cannot be read: the camera does not answer"));
     return temperature;
 }
 

@@ -9,8 +9,9 @@
 
 namespace tavocam {
 
-// The sensor that tells the chip's temperature. Register-mapped cameras have one that counts as
-// number 0 and tells the housing's; none when the camera has no sensor.
+// The sensor that tells the chip's temperature, or what comes nearest: register-mapped cameras
+// count no sensors but have one, number 0, without saying where it is. None when the camera has no
+// sensor.
 std::optional<unsigned> chipSensor(const Session& session);
 
 // "-10.0 degrees Celsius"

@@ -35,6 +35,9 @@ std::uint64_t fileSize(const ExposurePlan& plan) {
 void describeState(Session& session, FrameDescription& description) {
     if (const auto sensor = chipSensor(session))
         description.chipTemperature = readTemperature(session, *sensor);
+    if (session.type() == GLINT_CAMERA && description.chipTemperature)
+        description.comments.emplace_back(
+            "CCD-TEMP is the camera's only sensor, which may not be at the chip.");
     if (coolerIsControllable(session.type(), session.capabilities()))
         description.targetTemperature = readCooler(session).target;
     if (!session.capabilities().hasFilterWheel)
@@ -81,7 +84,8 @@ Taken settleAndExpose(const ExposeRequest& request, Environment& environment, Se
     taken.frame = std::move(exposure.frame);
     taken.description.start = exposure.start;
     taken.description.exposure = exposure.seconds;
-    taken.description.comments = std::move(exposure.comments);
+    auto& comments = taken.description.comments;
+    comments.insert(comments.end(), exposure.comments.begin(), exposure.comments.end());
     return taken;
 }
 
@@ -155,9 +159,12 @@ void runVerb(const ExposeCommand& command, Environment& environment) {
     checkOutputs(command.outputs);
     checkInterrupt(environment);
     auto session = std::make_unique<Session>(environment, command.camera, command.quiet);
+    const Presence presence = session->presence();
     // Until the files are complete: a frame that has been read out is not given up.
     const SignalsDeferred deferred;
-    const Taken taken = takeAndClose(command, environment, std::move(session));
+    const Taken taken = explainingDeparture(environment, presence, [&] {
+        return takeAndClose(command, environment, std::move(session));
+    });
     const auto fits = encodeFits(taken.frame, taken.description);
     std::vector<std::byte> preview;
     if (command.outputs.preview)

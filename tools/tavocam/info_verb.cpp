@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include <functional>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "cooling.h"
@@ -142,18 +144,24 @@ void reportGain(Report& report, Session& session) {
     });
 }
 
+void reportAndClose(Environment& environment, std::unique_ptr<Session> session) {
+    Report report(environment.out);
+    reportIdentity(report, *session);
+    reportCapabilities(report, session->capabilities());
+    reportTemperatures(report, *session);
+    reportCooler(report, *session);
+    reportWheel(report, *session);
+    reportGain(report, *session);
+    report.finish();
+}
+
 } // namespace
 
 void runVerb(const InfoCommand& command, Environment& environment) {
-    Session session(environment, command.camera, false);
-    Report report(environment.out);
-    reportIdentity(report, session);
-    reportCapabilities(report, session.capabilities());
-    reportTemperatures(report, session);
-    reportCooler(report, session);
-    reportWheel(report, session);
-    reportGain(report, session);
-    report.finish();
+    auto session = std::make_unique<Session>(environment, command.camera, false);
+    const Presence presence = session->presence();
+    explainingDeparture(environment, presence,
+                        [&] { reportAndClose(environment, std::move(session)); });
 }
 
 } // namespace tavocam

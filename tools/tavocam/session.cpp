@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "session.h"
 
+#include <utility>
+
 #include "camera_choice.h"
 #include "failure.h"
 #include "text.h"
@@ -11,6 +13,12 @@ namespace {
 // The driver's default asks for more in one read than stock kernels grant (16 MiB for all of a
 // process's transfers); a multiple of 512 of this size is granted everywhere.
 constexpr long kBulkReadSize = 1024 * 1024; // bytes
+
+// The driver reads these cameras' registers blindly, so that one which does not answer opens, too.
+bool isSilent(TavoCamera& camera, CAMERA_TYPE type) {
+    return type == GLINT_CAMERA && camera.getVersionMajor() == 0 && camera.getVersionMinor() == 0 &&
+           camera.getSerialNumber() == 0;
+}
 
 } // namespace
 
@@ -32,12 +40,21 @@ Cameras listedCameras(Environment& environment) {
 
 Session::Session(Environment& environment, const std::optional<std::string>& choice, bool quiet) {
     Cameras cameras = listedCameras(environment);
-    opened = openChosen(environment, cameras, choice, quiet);
+    auto chosen = openChosen(environment, cameras, choice, quiet);
+    opened = std::move(chosen.camera);
+    connection = chosen.presence;
     if (!opened->getCapabilities(nullptr, &family, &record)) {
         const std::string reason = lastError(*opened);
         opened->close();
         throw Failure(kCameraFailed, text("the camera does not tell what it can do: ", reason));
     }
+    if (!isSilent(*opened, family))
+        return;
+    opened->close();
+    throw Failure(kCannotOpen,
+                  text("cannot open ", opened->getName(), ": it does not answer. ",
+                       connection.isGone(environment) ? text(kGone, ".")
+                                                      : "Plug it in again and check its cable."));
 }
 
 Session::~Session() {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "environment.h"
+#include "presence.h"
 
 namespace tavocam {
 
@@ -24,9 +25,11 @@ public:
     TavoCamera& camera() { return *opened; }
     CAMERA_TYPE type() const { return family; }
     const TavoCapabilities& capabilities() const { return record; }
+    const Presence& presence() const { return connection; }
 
 private:
     std::unique_ptr<TavoCamera> opened;
+    Presence connection;
     CAMERA_TYPE family{};
     TavoCapabilities record{};
 };
