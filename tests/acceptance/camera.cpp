@@ -49,11 +49,15 @@ Frame Camera::fetch(const Window& window) {
 }
 
 Frame Camera::exposeTimed(const Window& window, double seconds) {
+    requestTimed(window, seconds);
+    return fetch(window);
+}
+
+void Camera::requestTimed(const Window& window, double seconds) {
     require(*this,
             camera->readCCD(window.x, window.y, window.width, window.height, window.binX,
                             window.binY, seconds),
             "timed readCCD of " + describeWindow(window) + " for " + text(seconds) + " s");
-    return fetch(window);
 }
 
 double Camera::addedByReadout() const {
@@ -82,12 +86,20 @@ Frame Camera::exposeLong(const Window& window, double hostSeconds, Duration* las
     const std::chrono::microseconds wait{camera->delay(hostSeconds)};
     std::this_thread::sleep_for(wait);
     const auto reading = Clock::now();
+    Clock::time_point read;
+    Frame frame = readOut(window, &read);
+    if (lasted)
+        *lasted = durationOf({asked, started, reading, read});
+    return frame;
+}
+
+Frame Camera::readOut(const Window& window, Clock::time_point* taken) {
     require(
         *this,
         camera->readCCD(window.x, window.y, window.width, window.height, window.binX, window.binY),
         "readCCD of " + describeWindow(window));
-    if (lasted)
-        *lasted = durationOf({asked, started, reading, Clock::now()});
+    if (taken)
+        *taken = Clock::now();
     return fetch(window);
 }
 

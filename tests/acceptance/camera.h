@@ -42,7 +42,12 @@ public:
     Window fullFrame() const;
     // Throw a Failure when the camera refuses.
     Frame exposeTimed(const Window& window, double seconds);
+    // The same in two steps.
+    void requestTimed(const Window& window, double seconds);
+    Frame fetch(const Window& window);
     Frame exposeLong(const Window& window, double hostSeconds, Duration* lasted = nullptr);
+    // Ends a long exposure. Tells when the camera had taken the request.
+    Frame readOut(const Window& window, std::chrono::steady_clock::time_point* taken = nullptr);
     // What the readout request adds to a long exposure, in seconds.
     double addedByReadout() const;
     float temperature();
@@ -62,7 +67,6 @@ private:
         std::chrono::steady_clock::time_point asked, started, reading, read;
     };
     Duration durationOf(const Instants& at) const;
-    Frame fetch(const Window& window);
 
     CameraPointer camera;
     double speed;

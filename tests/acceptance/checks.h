@@ -22,6 +22,7 @@ void checkBinning(Session& session);
 void checkModes(Session& session);
 void checkColour(Session& session);
 void checkGain(Session& session);
+void checkShutter(Session& session);
 void checkFilters(Session& session);
 void checkGuideRelays(Session& session);
 void checkLines(Session& session);

@@ -6,7 +6,6 @@
 
 namespace acceptance {
 
-using tavo::virtualcamera::Mosaic;
 using tavo::virtualcamera::Passband;
 using tavo::virtualcamera::Star;
 
@@ -14,9 +13,10 @@ namespace {
 
 constexpr double kFocalLength = 0.5; // metres
 constexpr double kArcsecondsPerRadian = 206264.806;
-constexpr double kStarImage = 2.8;    // arcseconds, standard deviation
-constexpr double kDeviations = 3.0;   // of a star's image that are measured
-constexpr double kDisturbance = 0.02; // share of light that a neighbour may add
+constexpr double kStarImage = 2.8;     // arcseconds, standard deviation
+constexpr double kDeviations = 3.0;    // of a star's image that are measured
+constexpr double kSkyBackground = 0.4; // electrons a second and square arcsecond
+constexpr double kDisturbance = 0.02;  // share of light that a neighbour may add
 
 double pixelScale(double micrometres) {
     return kArcsecondsPerRadian * micrometres * 1e-6 / kFocalLength;
@@ -41,13 +41,10 @@ void markAlone(std::vector<ExpectedStar>& stars, const Reach& reach) {
 
 } // namespace
 
-ExpectedStars::ExpectedStars(std::uint64_t seed, const TavoCapabilities& caps, unsigned width_,
-                             unsigned height_)
-    : field(seed), width(width_), height(height_), scaleX(pixelScale(caps.pixelSizeX)),
-      scaleY(pixelScale(caps.pixelSizeY)) {
-    if (caps.colourType == COLOUR_BAYER)
-        mosaic = Mosaic{static_cast<unsigned>(caps.offsetX), static_cast<unsigned>(caps.offsetY)};
-}
+ExpectedStars::ExpectedStars(std::uint64_t seed, const TavoCapabilities& caps,
+                             const Sensor& sensor_)
+    : field(seed), sensor(sensor_), scaleX(pixelScale(caps.pixelSizeX)),
+      scaleY(pixelScale(caps.pixelSizeY)) {}
 
 Reach ExpectedStars::reach(const Window& window) const {
     return {reachOf(scaleX * window.binX), reachOf(scaleY * window.binY)};
@@ -55,16 +52,24 @@ Reach ExpectedStars::reach(const Window& window) const {
 
 // The middle of the field falls on the middle of the sensor.
 ExpectedStars::Place ExpectedStars::project(const Star& star, const PixelOffset& shift) const {
-    return {star.place.x / scaleX + 0.5 * width + shift.x,
-            star.place.y / scaleY + 0.5 * height + shift.y};
+    return {star.place.x / scaleX + 0.5 * sensor.width + shift.x,
+            star.place.y / scaleY + 0.5 * sensor.height + shift.y};
 }
 
 // A star's light spreads over all colours of the mosaic alike.
 double ExpectedStars::electrons(const Star& star, const Passband& filter) const {
     double share = 0;
     for (unsigned kind = 0; kind < 4; ++kind)
-        share += behind(filter, mosaic.passbandAt(kind % 2, kind / 2)).ofStar(star.colour) / 4;
+        share +=
+            behind(filter, sensor.mosaic.passbandAt(kind % 2, kind / 2)).ofStar(star.colour) / 4;
     return star.flux * share;
+}
+
+double ExpectedStars::skyElectrons(const Window& window, const Passband& filter) const {
+    double share = 0;
+    for (unsigned kind = 0; kind < 4; ++kind)
+        share += behind(filter, sensor.mosaic.passbandAt(kind % 2, kind / 2)).ofSky() / 4;
+    return kSkyBackground * share * scaleX * window.binX * scaleY * window.binY;
 }
 
 std::vector<ExpectedStar> ExpectedStars::in(const Window& window, const PixelOffset& shift,
@@ -96,7 +101,7 @@ std::vector<ExpectedStar> ExpectedStars::in(const Window& window, const PixelOff
 std::vector<ExpectedStar> ExpectedStars::measurable(double seconds) const {
     // A good camera's noise of reading a pixel, and the light that a binned one can hold.
     constexpr double kReadNoise = 10, kSignal = 13, kMostElectrons = 16000;
-    const Window whole{0, 0, width, height};
+    const Window whole{0, 0, sensor.width, sensor.height};
     const Reach box = reach(whole);
     const double noise = kReadNoise * std::sqrt((2.0 * box.x + 1) * (2.0 * box.y + 1));
     auto found = in(whole, {}, {1, 1, 1});
@@ -114,8 +119,8 @@ ExpectedStars::Choice ExpectedStars::richest(unsigned windowWidth, unsigned wind
     const auto found = measurable(seconds);
     Choice best{{0, 0, windowWidth, windowHeight}, 0};
     // Odd edges show whether a window starts where it was asked to.
-    for (unsigned y = 1; y + windowHeight <= height; y += kStep)
-        for (unsigned x = 1; x + windowWidth <= width; x += kStep) {
+    for (unsigned y = 1; y + windowHeight <= sensor.height; y += kStep)
+        for (unsigned x = 1; x + windowWidth <= sensor.width; x += kStep) {
             const auto count = static_cast<unsigned>(
                 std::count_if(found.begin(), found.end(), [&](const ExpectedStar& star) {
                     return star.x > x + kMargin && star.x + kMargin < x + windowWidth &&

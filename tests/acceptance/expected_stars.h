@@ -33,9 +33,11 @@ struct Reach {
 
 class ExpectedStars {
 public:
-    // `width` and `height` are the sensor's size in pixels.
-    ExpectedStars(std::uint64_t seed, const TavoCapabilities& caps, unsigned width_,
-                  unsigned height_);
+    struct Sensor {
+        unsigned width, height; // pixels
+        tavo::virtualcamera::Mosaic mosaic;
+    };
+    ExpectedStars(std::uint64_t seed, const TavoCapabilities& caps, const Sensor& sensor_);
 
     // The stars of a window with the field moved by `shift`, brightest first, those left out whose
     // measurement would leave the window.
@@ -48,6 +50,10 @@ public:
     };
     // The window of this size that has most to measure in an exposure of `seconds`.
     Choice richest(unsigned windowWidth, unsigned windowHeight, double seconds) const;
+
+    // What the sky between the stars sends to a binned pixel, electrons a second; of a mosaic the
+    // mean of its colours.
+    double skyElectrons(const Window& window, const tavo::virtualcamera::Passband& filter) const;
 
     double arcsecondsPerColumn() const { return scaleX; }
     double arcsecondsPerRow() const { return scaleY; }
@@ -62,8 +68,7 @@ private:
                      const tavo::virtualcamera::Passband& filter) const;
 
     tavo::virtualcamera::StarField field;
-    tavo::virtualcamera::Mosaic mosaic;
-    unsigned width, height;
+    Sensor sensor;
     double scaleX, scaleY; // arcseconds a pixel
 };
 

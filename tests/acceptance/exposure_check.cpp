@@ -15,7 +15,7 @@ std::string reference(Session& session) {
     const Frame frame = session.camera.exposeTimed(session.window, session.exposure);
     const Comparison seen = session.expectSky(frame);
     if (!session.stars)
-        return "background " + text(seen.sky.mean()) + ", noise " + text(seen.sky.noise);
+        return Session::plainly(seen.sky);
     session.unitsPerElectron = seen.brightness / session.exposure;
     return summary(seen) + ", " + text(*session.unitsPerElectron) + " units an electron";
 }
@@ -41,26 +41,10 @@ std::string longest(Session& session) {
            session.expectSky(session.camera.exposeTimed(session.window, seconds), seconds);
 }
 
-// How long a picture was exposed by the brightness of its stars, against the time that passed.
-std::string expectDuration(const Session& session, const Frame& frame, const Duration& lasted) {
-    const Comparison seen = session.expectSky(frame);
-    if (!session.stars)
-        return "background " + text(seen.sky.mean()) + ", noise " + text(seen.sky.noise);
-    if (!session.unitsPerElectron)
-        return summary(seen);
-    const double seconds = seen.brightness / *session.unitsPerElectron;
-    constexpr double kTolerance = 0.08;
-    expect(seconds > lasted.least * (1 - kTolerance) && seconds < lasted.most * (1 + kTolerance),
-           "stars as bright as in " + text(lasted.least) + " to " + text(lasted.most) + " s",
-           "as in " + text(seconds) + " s");
-    return summary(seen) + ", " + text(seconds) + " s by their light, " + text(lasted.least) +
-           " to " + text(lasted.most) + " s by the clock";
-}
-
 std::string longExposure(Session& session, const Window& window, double hostSeconds) {
     Duration lasted{};
     const Frame frame = session.camera.exposeLong(window, hostSeconds, &lasted);
-    return expectDuration(session, frame, lasted);
+    return session.expectSky(frame, lasted);
 }
 
 bool mayBinUnequally(const Camera& camera) {

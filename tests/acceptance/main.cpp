@@ -13,12 +13,13 @@ void runSteps(acceptance::Session& session) {
     checkRefusals(session);
     checkUnsupported(session);
     checkTimedExposures(session);
-    // Cooling takes its time, during which other things are tried.
+    // Cooling and warming up take their time, during which other things are tried.
     ThermalCheck thermal(session);
     thermal.start();
     checkLongExposures(session);
-    thermal.underWay();
+    checkShutter(session);
     checkBinning(session);
+    thermal.whenCold();
     checkModes(session);
     checkColour(session);
     checkGain(session);
@@ -26,13 +27,14 @@ void runSteps(acceptance::Session& session) {
     checkGuideRelays(session);
     checkLines(session);
     checkAbort(session);
-    thermal.finish();
+    thermal.whenWarmed();
     checkReopening(session);
 }
 
 int run(const acceptance::Options& options) {
     using namespace acceptance;
     Report report(std::cout);
+    TavoHostBulkTimeout = options.bulkTimeout.value_or(TavoHostBulkTimeout);
     if (auto camera = findCamera(report, options)) {
         Session session{options, report, std::move(*camera), {}, {}, 0, {}, {1, 1, 1}, {}};
         if (checkOpening(session))

@@ -22,7 +22,7 @@ set(expect_ridge-b --family ridge --pixels 1360x1024 --pixel-size 4.65 --colour 
     --shutter 0 --filters 0 --guide 0 --cooler onoff)
 set(expect_ridge-c --family ridge --pixels 1392x1040 --pixel-size 6.45 --colour mono
     --shutter 1 --filters 5 --guide 1 --cooler setpoint)
-set(expect_ridge-d --family ridge --pixels 2048x2040 --pixel-size 7.4
+set(expect_ridge-d --family ridge --pixels 2048x2040 --pixel-size 7.4 --colour 1,0
     --shutter 1 --filters 0 --guide 1 --cooler setpoint)
 set(expect_ridge-e --family ridge --pixels 3326x2504 --pixel-size 5.4 --colour mono
     --shutter 1 --filters 5 --guide 1 --cooler setpoint)
@@ -34,7 +34,8 @@ set(expect_heron-b --family heron --pixels 1392x1040 --pixel-size 6.5 --colour 0
     --shutter 0 --filters 0 --guide 1 --cooler none)
 set(expect_heron-c --family heron --pixels 512x512 --pixel-size 20 --colour mono
     --shutter 0 --filters 0 --guide 0 --cooler none)
-set(expect_glint-c --family glint --pixels 1280x960 --pixel-size 3.75
+# No register of this family tells of a mosaic.
+set(expect_glint-c --family glint --pixels 1280x960 --pixel-size 3.75 --colour mono --mosaic 0,0
     --shutter 0 --filters 0 --guide 0 --cooler none)
 set(expect_glint-m --family glint --pixels 1280x960 --pixel-size 3.75 --colour mono
     --shutter 0 --filters 0 --guide 0 --cooler none)

@@ -54,8 +54,20 @@ void addRun(CLI::App& app, Options& options, bool& noSky) {
     app.add_option("--cool-by", options.coolBy, "Degrees to cool by")
         ->check(CLI::Range(4.0, 40.0))
         ->capture_default_str();
+    app.add_option(
+           "--bulk-timeout", options.bulkTimeout,
+           "Milliseconds to wait for the camera's answers, instead of the library's default")
+        ->check(CLI::PositiveNumber);
     addSize(app, "--sensor-size", options.sensor,
             "The sensor's true size, where the camera reports another");
+    app.add_option_function<std::string>(
+           "--mosaic",
+           [&options](const std::string& text) {
+               options.mosaic =
+                   MosaicPhase{text.front() == '1' ? 1u : 0u, text.back() == '1' ? 1u : 0u};
+           },
+           "Column and row of the first red pixel, where the camera does not report them")
+        ->check(CLI::IsMember({"0,0", "0,1", "1,0", "1,1"}));
 }
 
 void addExpectations(CLI::App& app, Expectations& expected) {

@@ -16,6 +16,10 @@ struct Size {
     unsigned width, height;
 };
 
+struct MosaicPhase { // of the first red pixel
+    unsigned column, row;
+};
+
 struct Expectations {
     std::optional<std::string> name;
     std::optional<CAMERA_TYPE> family;
@@ -40,7 +44,9 @@ struct Options {
     std::uint64_t seed = 1;
     bool driveLines = false;
     float coolBy = 9;
+    std::optional<int> bulkTimeout; // milliseconds
     std::optional<Size> sensor;
+    std::optional<MosaicPhase> mosaic;
     Expectations expected;
 };
 

@@ -26,8 +26,8 @@ void expectRefused(const Camera& camera, const std::string& what, const char* er
                    Operation operation) {
     leaveOtherText(camera, error);
     expect(!operation(), what + " to be refused", "success");
-    expect(std::string(camera->getLastError()) == error, what + " to leave \"" + error + "\"",
-           "\"" + std::string(camera->getLastError()) + "\"");
+    expect(std::string(camera->getLastError()) == error, what + " to leave " + quoted(error),
+           quoted(camera->getLastError()));
 }
 
 template <typename Operation>
@@ -35,8 +35,8 @@ void expectRefusedSilently(const Camera& camera, const std::string& what, Operat
     leaveOtherText(camera, "");
     const std::string before = camera->getLastError();
     expect(!operation(), what + " to be refused", "success");
-    expect(camera->getLastError() == before, what + " to leave the text \"" + before + "\"",
-           camera->getLastError());
+    expect(camera->getLastError() == before, what + " to leave the text " + quoted(before.c_str()),
+           quoted(camera->getLastError()));
 }
 
 std::string sequence(const Camera& camera) {

@@ -10,7 +10,7 @@ namespace acceptance {
 
 bool Report::step(const std::string& name, const std::function<std::string()>& check) {
     const auto start = std::chrono::steady_clock::now();
-    bool success = true;
+    const unsigned before = passed + skipped;
     std::string outcome;
     try {
         outcome = check();
@@ -21,13 +21,14 @@ bool Report::step(const std::string& name, const std::function<std::string()>& c
         ++skipped;
     } catch (const Failure& failure) {
         outcome = std::string("FAILED: ") + failure.what();
-        success = false;
-        ++failed;
     } catch (const std::bad_alloc&) {
         outcome = "FAILED: expected memory for an image, there is none";
-        success = false;
-        ++failed;
+    } catch (const std::exception& error) {
+        // A fault of the step's own must not keep what the other steps find.
+        outcome = std::string("FAILED: expected no exception, saw ") + error.what();
     }
+    const bool success = passed + skipped > before;
+    failed += success ? 0 : 1;
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
     char took[32];
     std::snprintf(took, sizeof took, " [%.1f s]", elapsed.count());
@@ -54,6 +55,13 @@ std::string text(double value) {
     char buffer[32];
     std::snprintf(buffer, sizeof buffer, "%.4g", value);
     return buffer;
+}
+
+std::string quoted(const char* words) {
+    std::string result(1, '"');
+    result += words;
+    result += '"';
+    return result;
 }
 
 } // namespace acceptance

@@ -42,4 +42,6 @@ void expect(bool holds, const std::string& expected, const std::string& seen);
 // Text of a number, without needless digits.
 std::string text(double value);
 
+std::string quoted(const char* words);
+
 } // namespace acceptance

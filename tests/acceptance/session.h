@@ -26,6 +26,9 @@ struct Session {
     tavo::virtualcamera::Passband filter{1, 1, 1};
     std::optional<double> unitsPerElectron;
 
+    // The first red pixel of a colour sensor.
+    std::optional<MosaicPhase> mosaic() const;
+
     // Learns from the capabilities where to look and how long.
     void plan();
 
@@ -36,6 +39,12 @@ struct Session {
     Comparison expectSky(const Frame& frame) const;
     // The same, and as bright as `seconds` of exposure make them. Tells what was found.
     std::string expectSky(const Frame& frame, double seconds) const;
+    // The same for an exposure that the host timed.
+    std::string expectSky(const Frame& frame, const Duration& lasted) const;
+    // For how long light gathered in a picture, by its stars. REQUIRES: unitsPerElectron.
+    double secondsByLight(const Comparison& seen, const Frame& frame) const;
+    // Without a virtual sky that is all there is to tell of a picture.
+    static std::string plainly(const Background& sky);
 
 private:
     void chooseWindow(const Size& small, const Size& large);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "thermal_check.h"
 
-#include <sky/sensor.h>
+#include "dark_frames.h"
 
 #include <algorithm>
 #include <chrono>
@@ -9,11 +9,9 @@
 
 namespace acceptance {
 
-using tavo::virtualcamera::darkCurrentFactor;
-
 namespace {
 
-constexpr float kPower = 200;         // of 255, for coolers that are driven at a power
+constexpr float kPower = 60;          // of 255, for coolers that are driven at a power
 constexpr float kReached = 0.4f;      // degrees from the target
 constexpr double kPatience = 1500;    // seconds of the camera's time
 constexpr double kLeastPatience = 30; // seconds of the host's
@@ -34,23 +32,6 @@ std::string sensors(Session& session) {
             "getTemperatureSensorStatus without reporting");
     return told + " degrees";
 }
-
-class DarkFrames {
-public:
-    explicit DarkFrames(const Camera& camera_) : camera(camera_) {
-        if (camera.family() == RIDGE_CAMERA)
-            require(camera, camera->setDarkFrameMode(true), "setDarkFrameMode(true)");
-    }
-    ~DarkFrames() {
-        if (camera.family() == RIDGE_CAMERA)
-            camera->setDarkFrameMode(false);
-    }
-    DarkFrames(const DarkFrames&) = delete;
-    DarkFrames& operator=(const DarkFrames&) = delete;
-
-private:
-    const Camera& camera;
-};
 
 const char* name(COOLING_STATE state) {
     switch (state) {
@@ -74,19 +55,30 @@ Status statusOf(const Camera& camera) {
     return status;
 }
 
-// Polls until a condition on the temperature holds; tells the last one.
+// Polls until a condition holds; false when it never does.
 template <typename Condition>
-float waitFor(Camera& camera, Condition condition) {
+bool waitUntil(const Camera& camera, Condition holds) {
     using Clock = std::chrono::steady_clock;
     const std::chrono::duration<double> most{
         std::max(kPatience / camera.timeFactor(), kLeastPatience)};
     const auto start = Clock::now();
-    float now = camera.temperature();
-    while (!condition(now) && Clock::now() - start < most) {
+    while (!holds()) {
+        if (Clock::now() - start > most)
+            return false;
         camera.pause(std::max(1.0, 0.05 * camera.timeFactor()));
-        now = camera.temperature();
     }
-    return now;
+    return true;
+}
+
+// How many times the dark current of the reference temperature flows.
+double darkFactor(double celsius) {
+    constexpr double kReference = 20, kDoubling = 6; // degrees
+    return std::exp2((celsius - kReference) / kDoubling);
+}
+
+double darkSeconds(const Camera& camera) {
+    constexpr double kEnough = 1.5; // while the temperature changes little
+    return std::min(kEnough, camera.caps().maxShortExposure);
 }
 
 } // namespace
@@ -100,38 +92,38 @@ bool ThermalCheck::darkFrames() const {
     return session.camera.family() == RIDGE_CAMERA && session.camera.caps().hasShutter;
 }
 
-// Binned, so that a little dark current is much beside the noise.
+// As long as the camera itself can time and binned, so that a little dark current is much beside
+// the noise. The sky's light is worked out where it cannot be kept out.
 ThermalCheck::Sample ThermalCheck::take() {
     Camera& camera = session.camera;
-    const unsigned bin = std::min({camera.caps().maxBinX, camera.caps().maxBinY, 4u});
+    const TavoCapabilities& caps = camera.caps();
+    const double seconds = darkSeconds(camera);
+    const unsigned bin = std::min({caps.maxBinX, caps.maxBinY, 4u});
     const Window window = session.window.binned(bin, bin);
-    const DarkFrames mode(camera);
-    const double bias =
-        background(camera.exposeTimed(window, camera.caps().minShortExposure)).mean();
+    std::optional<DarkFrames> mode;
+    if (darkFrames())
+        mode.emplace(camera);
+    const Frame shortest = camera.exposeTimed(window, caps.minShortExposure);
     Sample sample{};
     sample.before = camera.temperature();
-    const Frame frame = camera.exposeTimed(window, session.exposure);
+    const Frame longest = camera.exposeTimed(window, seconds);
     sample.after = camera.temperature();
-    sample.level = background(frame).mean() - bias;
+    const Background bias = acceptance::background(shortest),
+                     dark = acceptance::background(longest);
+    constexpr double kDeviations = 3;
+    sample.level = dark.mean() - bias.mean();
+    sample.error = kDeviations * std::hypot(dark.noise, bias.noise) /
+                   std::sqrt(static_cast<double>(longest.pixels.size()));
+    if (session.stars && session.unitsPerElectron && !mode)
+        sample.sky = *session.unitsPerElectron * (seconds - caps.minShortExposure) *
+                     session.stars->skyElectrons(window, session.filter);
     return sample;
 }
 
-std::string ThermalCheck::dark() {
-    if (!darkFrames())
-        throw Skip("the camera cannot keep light out");
-    Camera& camera = session.camera;
-    const DarkFrames mode(camera);
-    const Frame timed = camera.exposeTimed(session.window, session.exposure);
-    const Frame lasting = camera.exposeLong(session.window, session.exposure / camera.timeFactor());
-    if (!session.stars || !session.unitsPerElectron)
-        return "background " + text(background(timed).mean());
-    for (const Frame* frame : {&timed, &lasting}) {
-        const Comparison seen = session.compared(*frame);
-        const double share = seen.brightness / (*session.unitsPerElectron * session.exposure);
-        expect(share < 0.1, "no stars in the dark",
-               std::to_string(seen.measurable) + ", " + text(100 * share) + " % of the light");
-    }
-    return "no star, background " + text(background(timed).mean());
+std::string ThermalCheck::background(std::optional<Sample>& sample) {
+    sample = take();
+    return text(sample->level) + " in " + text(darkSeconds(session.camera)) + " s, " +
+           text(sample->sky) + " of it from the sky";
 }
 
 std::string ThermalCheck::startCooling() {
@@ -161,8 +153,10 @@ std::string ThermalCheck::reach() {
         throw Skip("it was not started");
     Camera& camera = session.camera;
     const bool regulated = camera.caps().coolerType == COOLER_SETPOINT;
-    const float now = waitFor(camera, [&](float celsius) {
-        return regulated ? std::abs(celsius - target) < kReached : celsius < target;
+    float now = 0;
+    waitUntil(camera, [&] {
+        now = camera.temperature();
+        return regulated ? std::abs(now - target) < kReached : now < (ambient + target) / 2;
     });
     if (regulated)
         expect(std::abs(now - target) < kReached, text(target) + " degrees", text(now));
@@ -173,99 +167,83 @@ std::string ThermalCheck::reach() {
     return text(now) + " degrees, power " + text(status.power) + " %";
 }
 
-// The dark level of two temperatures against the law of doubling.
-std::string ThermalCheck::lawByTwo(const Sample& warm, const Sample& cold) const {
-    constexpr double kTolerance = 0.12, kDegrees = 0.35; // sensors read in steps
-    const double least = darkCurrentFactor(std::min(warm.before, warm.after) - kDegrees) /
-                         darkCurrentFactor(std::max(cold.before, cold.after) + kDegrees);
-    const double most = darkCurrentFactor(std::max(warm.before, warm.after) + kDegrees) /
-                        darkCurrentFactor(std::min(cold.before, cold.after) - kDegrees);
-    const double seen = warm.level / cold.level;
-    const std::string told = text(seen) + " times the dark level at " + text(warm.before) +
-                             " degrees than at " + text(cold.after);
-    expect(seen > least * (1 - kTolerance) && seen < most * (1 + kTolerance),
-           text(least) + " to " + text(most) + " times", told);
-    return told;
-}
-
-// Sky light adds the same to all levels: two of them give its share, the third is held against it.
-std::string ThermalCheck::lawByThree() const {
-    const Sample &warm = samples[0], &between = samples[1], &cold = samples[2];
-    const auto factor = [](const Sample& sample) {
-        return darkCurrentFactor((sample.before + sample.after) / 2);
-    };
-    const double share = (factor(between) - factor(cold)) / (factor(warm) - factor(cold));
-    const double seen = (between.level - cold.level) / (warm.level - cold.level);
-    const std::string told = text(100 * seen) + " % of the way from cold to warm at " +
-                             text(between.before) + " to " + text(between.after) + " degrees";
-    expect(warm.level > cold.level, "less background when cold",
-           text(warm.level) + " warm, " + text(cold.level) + " cold");
-    constexpr double kDegrees = 0.35, kTolerance = 0.12;
-    const double spread =
-        factor(between) *
-        (std::exp2((std::abs(between.before - between.after) / 2 + kDegrees) / 6) - 1) /
-        (factor(warm) - factor(cold));
-    expect(std::abs(seen - share) < spread + kTolerance, text(100 * share) + " %", told);
-    return told;
-}
-
+// What is dark of two backgrounds against the law of doubling. A sky worked out a little wrong is
+// as wrong in both.
 std::string ThermalCheck::law() const {
-    if (samples.empty() || !cooling)
+    if (!warm || !cold)
         throw Skip("nothing was cooled");
-    if (!session.stars)
+    if (!session.stars || !session.unitsPerElectron)
         throw Skip("the sensor's dark current is not known");
-    if (darkFrames())
-        return lawByTwo(samples.front(), samples.back());
-    if (samples.size() < 3)
-        throw Skip("too few temperatures were met");
-    return lawByThree();
+    constexpr double kTolerance = 0.06, kOfSky = 0.03, kDegrees = 0.2; // sensors read in steps
+    const double least = darkFactor(std::min(warm->before, warm->after) - kDegrees) /
+                         darkFactor(std::max(cold->before, cold->after) + kDegrees);
+    const double most = darkFactor(std::max(warm->before, warm->after) + kDegrees) /
+                        darkFactor(std::min(cold->before, cold->after) - kDegrees);
+    const double warmDark = warm->level - warm->sky, coldDark = cold->level - cold->sky;
+    const double slack = kTolerance * warmDark + kOfSky * warm->sky * (most - 1);
+    const std::string told = text(warmDark) + " at " + text(warm->before) + " degrees, " +
+                             text(coldDark) + " at " + text(cold->after);
+    expect(coldDark > 0, "a background that is brighter than the sky", told);
+    expect(warmDark > least * (coldDark - cold->error) - slack &&
+               warmDark < most * (coldDark + cold->error) + slack,
+           text(least) + " to " + text(most) + " times as much, within " + text(slack), told);
+    return text(warmDark / coldDark) + " times as much: " + told;
 }
 
-std::string ThermalCheck::warmUp() {
+std::string ThermalCheck::startWarming() {
     if (!cooling)
         throw Skip("nothing was cooled");
     Camera& camera = session.camera;
-    const float cold = camera.temperature();
+    coldest = camera.temperature();
     require(camera, camera->initiateWarmUp(), "initiateWarmUp");
     const Status status = statusOf(camera);
     expect(status.state == WARMING_UP, name(WARMING_UP), name(status.state));
-    const float now = waitFor(camera, [&](float celsius) { return celsius > cold + 2; });
-    expect(now > cold + 2, "more than " + text(cold + 2) + " degrees", text(now));
-    return "from " + text(cold) + " to " + text(now) + " degrees";
+    warming = true;
+    return "from " + text(coldest) + " degrees";
+}
+
+std::string ThermalCheck::warmed() const {
+    if (!warming)
+        throw Skip("it was not started");
+    Camera& camera = session.camera;
+    Status status{};
+    waitUntil(camera, [&] {
+        status = statusOf(camera);
+        return status.state != WARMING_UP;
+    });
+    expect(status.state == COOLING_INACTIVE, name(COOLING_INACTIVE), name(status.state));
+    const float now = camera.temperature();
+    constexpr float kRise = 2, kFromAmbient = 1.5f; // degrees
+    expect(now > coldest + kRise, "more than " + text(coldest + kRise) + " degrees", text(now));
+    if (session.stars)
+        expect(std::abs(now - ambient) < kFromAmbient, "nearly " + text(ambient) + " degrees",
+               text(now));
+    return text(now) + " degrees, " + name(status.state);
 }
 
 void ThermalCheck::start() {
     session.report.step("temperatures", [&] { return sensors(session); });
-    session.report.step("dark frames", [&] { return dark(); });
-    session.report.step("warm background", [&]() -> std::string {
+    session.report.step("warm background", [&] {
         if (!controllable())
             throw Skip("the camera's cooler cannot be controlled");
-        samples.push_back(take());
-        return text(samples.back().level) + " in " + text(session.exposure) + " s";
+        return background(warm);
     });
     session.report.step("cooling", [&] { return startCooling(); });
 }
 
-void ThermalCheck::underWay() {
-    if (!cooling || darkFrames() || !session.stars)
-        return;
-    session.report.step("background under way", [&] {
-        samples.push_back(take());
-        return text(samples.back().level) + " at " + text(samples.back().before) + " to " +
-               text(samples.back().after) + " degrees";
-    });
-}
-
-void ThermalCheck::finish() {
+void ThermalCheck::whenCold() {
     session.report.step("cold", [&] { return reach(); });
-    session.report.step("cold background", [&]() -> std::string {
+    session.report.step("cold background", [&] {
         if (!cooling)
             throw Skip("nothing was cooled");
-        samples.push_back(take());
-        return text(samples.back().level) + " in " + text(session.exposure) + " s";
+        return background(cold);
     });
     session.report.step("dark current", [&] { return law(); });
-    session.report.step("warm-up", [&] { return warmUp(); });
+    session.report.step("warm-up", [&] { return startWarming(); });
+}
+
+void ThermalCheck::whenWarmed() {
+    session.report.step("warm-up ended", [&] { return warmed(); });
 }
 
 } // namespace acceptance
