@@ -190,6 +190,9 @@ TEST(BasinExposure, TakesOnlyArgumentsItKnows) {
 }
 
 TEST(BasinExposure, EndsAtTheLastColumnButNotAtTheLastRow) {
+    // Its line counter goes as far as an image as high as wide needs it.
+    EXPECT_TRUE(yields({0, 1, 1, 1, 0, 0x37, 0x01, 11, 0, 0x41, 0x01, 0, 3}));
+    EXPECT_FALSE(yields({0, 1, 1, 1, 0, 0x38, 0x01, 11, 0, 0x42, 0x01, 0, 3}));
     // 320 columns: the end lies before column 321.
     EXPECT_TRUE(yields({0, 1, 1, 0x37, 0x01, 1, 0, 0x41, 0x01, 11, 0, 0, 3}));
     EXPECT_FALSE(yields({0, 1, 1, 0x38, 0x01, 1, 0, 0x42, 0x01, 11, 0, 0, 3}));

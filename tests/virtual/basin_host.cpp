@@ -23,7 +23,8 @@ Model smallBasin() {
     return model;
 }
 
-BasinHost::BasinHost(const Model& model) : RawHost(model, makeBasinElectronics) {}
+BasinHost::BasinHost(const Model& model, double speed)
+    : RawHost(model, makeBasinElectronics, speed) {}
 
 void BasinHost::startLink() {
     start();

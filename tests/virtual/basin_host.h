@@ -24,7 +24,7 @@ Model smallBasin();
 
 class BasinHost : public RawHost {
 public:
-    explicit BasinHost(const Model& model = smallBasin());
+    explicit BasinHost(const Model& model = smallBasin(), double speed = 1.0);
 
     // Firmware, ports, time-outs and both tables of the link.
     void startLink();

@@ -142,6 +142,35 @@ TEST(Eeprom, MovesItsPointerOnAndWraps) {
     EXPECT_EQ((*bytes)[4], 0xDF);
 }
 
+TEST(Eeprom, HasNothingWhereTheHighAddressByteIsNotZero) {
+    RawHost host;
+    host.start();
+    for (const std::uint8_t high : Bytes{0x01, 0x03, 0x80, 0xFF}) {
+        ASSERT_TRUE(host.request({4, 0, 0xFF, 0, 0, 0, 1, 0}, {0xA2, high, 3}, 0));
+        EXPECT_EQ(host.request({4, 0, 0xFF, 0, 0, 0, 1, 0}, {0xA3}, 2), (Bytes{0xFF, 0xFF}));
+    }
+    EXPECT_TRUE(host.logged("memory: there is nothing at 0x0303"));
+    EXPECT_EQ(host.readEeprom(3, 2), (Bytes{0x2C, 0xDF}));
+}
+
+TEST(Eeprom, IsWriteProtected) {
+    RawHost host;
+    host.start();
+    ASSERT_TRUE(host.request({4, 0, 0xFF, 0, 0, 0, 1, 0}, {0xA2, 0x00, 3, 0x11, 0x22}, 0));
+    EXPECT_TRUE(host.logged("memory: write-protected, ignored: 11 22"));
+    EXPECT_EQ(host.request({4, 0, 0xFF, 0, 0, 0, 1, 0}, {0xA3}, 2), (Bytes{0x2C, 0xDF}))
+        << "and the address stays where the write began";
+}
+
+TEST(Eeprom, IgnoresHalfAnAddress) {
+    RawHost host;
+    host.start();
+    host.readEeprom(0, 3);
+    ASSERT_TRUE(host.request({4, 0, 0xFF, 0, 0, 0, 1, 0}, {0xA2, 0x00}, 0));
+    EXPECT_TRUE(host.logged("an address has two bytes, ignored: 00"));
+    EXPECT_EQ(host.request({4, 0, 0xFF, 0, 0, 0, 1, 0}, {0xA3}, 2), (Bytes{0x2C, 0xDF}));
+}
+
 TEST(I2c, RefusesAnAddressWhereNothingAnswers) {
     RawHost host;
     host.start();
@@ -198,6 +227,22 @@ TEST(ParallelLink, AbandonsAStaleReadWithoutLosingLaterData) {
     host.request({9, 0, 0, 0, 0, 0, 1, 0}, {}, 0); // a drain that the host gave up
     EXPECT_EQ(host.device().bulkIn(0x88, 2).outcome, Outcome::nothing);
     EXPECT_EQ(host.ask(80, {100}, 2), (Bytes{101, 0}));
+}
+
+TEST(ParallelLink, WaitsNoLongerForAReadThatTheHostHasCancelled) {
+    RawHost host;
+    host.start();
+    host.loadTable(ridgeTable());
+    host.command(80, {7});
+    ASSERT_TRUE(host.request({9, 0, 0, 0, 0, 0, 6, 0}, {}, 0));
+    EXPECT_EQ(host.device().bulkIn(0x88, 7).outcome, Outcome::nothing);
+    host.device().cancelled(0x86);
+    EXPECT_TRUE(host.device().wakeIn()) << "another pipe";
+    host.device().cancelled(0x88);
+    EXPECT_EQ(host.device().wakeIn(), std::nullopt);
+    host.command(80, {8});
+    host.command(80, {9});
+    EXPECT_EQ(host.device().bulkIn(0x88, 7).data.size(), 7U) << "the read itself goes on";
 }
 
 TEST(ParallelLink, GivesALongReadInThePiecesTheHostAsksFor) {

@@ -31,8 +31,8 @@ public:
     Bytes frame() {
         const Bytes payload = bytes(20);
         const std::uint8_t flag = below(2) == 0 ? 0x00 : 0xFF;
-        Bytes result{static_cast<std::uint8_t>(below(14)), 0, flag,
-                     static_cast<std::uint8_t>(below(3))};
+        Bytes result{static_cast<std::uint8_t>(below(14)), static_cast<std::uint8_t>(below(256)),
+                     flag, static_cast<std::uint8_t>(below(3))};
         for (int i = 0; i < 4; ++i)
             result.push_back(static_cast<std::uint8_t>(below(3) == 0 ? below(256) : 0));
         const auto reply = static_cast<std::uint8_t>(below(8));

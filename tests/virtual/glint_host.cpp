@@ -27,8 +27,8 @@ Model smallGlint(const std::string& key) {
     return model;
 }
 
-GlintHost::GlintHost(const Model& model)
-    : pixels(model.sensor.width * model.sensor.height),
+GlintHost::GlintHost(const Model& model, double speed)
+    : clock(std::make_shared<ManualClock>(speed)), pixels(model.sensor.width * model.sensor.height),
       camera(assembleGlint(model, clock,
                            [this](const std::string& line) { lines.push_back(line); })) {}
 

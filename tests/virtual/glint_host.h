@@ -22,12 +22,14 @@ Model smallGlint(const std::string& key = "glint-m");
 
 class GlintHost {
 public:
-    explicit GlintHost(const Model& model = smallGlint());
+    explicit GlintHost(const Model& model = smallGlint(), double speed = 1.0);
 
     virtualusb::Device& device() { return *camera; }
     std::vector<std::string>& log() { return lines; }
     bool logged(const std::string& part) const;
+    // Both are the host's own time.
     void wait(double seconds);
+    double seconds() const { return static_cast<double>(clock->hostNow()) / kSecond; }
 
     bool write(std::uint16_t offset, std::uint32_t value);
     bool writeFloat(std::uint16_t offset, float value);
@@ -45,7 +47,7 @@ public:
     virtualusb::Bytes image(double seconds, unsigned binning = 1);
 
 private:
-    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    std::shared_ptr<ManualClock> clock;
     std::vector<std::string> lines;
     std::uint32_t pixels;
     std::unique_ptr<virtualusb::Device> camera;

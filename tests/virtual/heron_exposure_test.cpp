@@ -290,7 +290,9 @@ TEST(HeronExposure, IsBusyUntilTheTimedExposureIsOver) {
     EXPECT_TRUE(host.busy());
     host.wait(0.9997);
     EXPECT_TRUE(host.busy());
-    host.wait(0.01);
+    host.wait(0.05); // of the 60 ms that follow
+    EXPECT_TRUE(host.busy());
+    host.wait(0.015);
     EXPECT_FALSE(host.busy());
     EXPECT_EQ(host.fetchDifferences(kPixels).size(), kPixels);
     EXPECT_FALSE(host.busy());
@@ -306,7 +308,37 @@ TEST(HeronExposure, DataOfATimedExposureComeAfterIt) {
     const auto wake = host.device().wakeIn();
     ASSERT_TRUE(wake);
     EXPECT_GE(*wake, 999770U);
-    EXPECT_LT(*wake, 1010000U);
+    EXPECT_LT(*wake, 1100000U);
+}
+
+TEST(HeronExposure, SpoilsAFrameThatIsReadWhileItIsBusy) {
+    for (const Model& model : {smallHeron(), singleSampledHeron()}) {
+        HeronHost host{model};
+        host.bringUp();
+        host.setBinning(1, 1);
+        const std::size_t words = kPixels * model.samplesPerPixel;
+        const auto fetchAtOnce = [&] {
+            host.expose(10.0);
+            host.readOut();
+            return host.linkRead(2) ? host.fetch(words) : Image{};
+        };
+        // It comes, and when it should, but there is nothing on it.
+        EXPECT_EQ(fetchAtOnce(), Image(words, 0xFFFF));
+        EXPECT_TRUE(host.logged("read while line 4 says that it is busy, the frame is spoilt"));
+        EXPECT_FALSE(host.linkRead(1)) << "no byte is left over";
+        host.expose(10.0);
+        host.readOut();
+        const Image whole = host.fetchWords(words);
+        ASSERT_EQ(whole.size(), words);
+        EXPECT_GT(deviation(whole), 5.0) << "the next one is not";
+    }
+}
+
+TEST(HeronExposure, StaysBusyLongEnoughToBeNoticed) {
+    for (const Model& model : heronModels()) {
+        EXPECT_GE(model.readoutLatency, 50 * kMillisecond) << model.key;
+        EXPECT_LE(model.readoutLatency, 100 * kMillisecond) << model.key;
+    }
 }
 
 TEST(HeronExposure, StartsAnewAfterAnAbortedExposure) {

@@ -40,7 +40,8 @@ Model singleSampledHeron() {
     return model;
 }
 
-HeronHost::HeronHost(const Model& model) : RawHost(model, makeHeronElectronics) {}
+HeronHost::HeronHost(const Model& model, double speed)
+    : RawHost(model, makeHeronElectronics, speed) {}
 
 bool HeronHost::setDirections(std::uint8_t mask, std::uint8_t value) {
     return request({2, 0, 0, 0, 0, 0, 0, 0}, forPort0(mask, value, 10), 0).has_value();

@@ -20,7 +20,7 @@ Model singleSampledHeron();
 
 class HeronHost : public RawHost {
 public:
-    explicit HeronHost(const Model& model = smallHeron());
+    explicit HeronHost(const Model& model = smallHeron(), double speed = 1.0);
 
     // One line of port 0.
     bool setDirection(unsigned line, bool output);

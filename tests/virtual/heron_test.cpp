@@ -15,7 +15,9 @@ namespace tavo::virtualcamera::test {
 namespace {
 
 // The header of a framed request, the numbers of bytes after it included.
-bool sendPlain(HeronHost& host, const Bytes& frame) {
+bool sendPlain(HeronHost& host, Bytes frame) {
+    static std::uint8_t transaction = 0;
+    frame[1] = transaction++;
     return host.device().bulkOut(0x04, frame) == Outcome::done;
 }
 

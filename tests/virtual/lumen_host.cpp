@@ -92,8 +92,15 @@ std::optional<Bytes> LumenHost::send(std::uint8_t number, const Bytes& arguments
     packet.insert(packet.end(), arguments.begin(), arguments.end());
     const auto sent = static_cast<std::ptrdiff_t>(packet.size());
     packet.resize(packet.size() + answerBytes);
+    const auto told = static_cast<std::ptrdiff_t>(log().size());
     const auto back = exchange(packet);
     if (!back || !std::equal(packet.begin(), packet.begin() + sent, back->begin()))
+        return std::nullopt;
+    const bool refused =
+        std::any_of(log().begin() + told, log().end(), [](const std::string& line) {
+            return line.find("sent back without an answer") != std::string::npos;
+        });
+    if (refused)
         return std::nullopt;
     return Bytes(back->begin() + sent, back->end());
 }

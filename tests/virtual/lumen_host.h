@@ -32,7 +32,8 @@ struct LumenReadout {
 
 class LumenHost : public RawHost {
 public:
-    explicit LumenHost(const Model& model = smallLumen()) : RawHost(model, makeLumenElectronics) {}
+    explicit LumenHost(const Model& model = smallLumen(), double speed = 1.0)
+        : RawHost(model, makeLumenElectronics, speed) {}
 
     bool setLineDirection(unsigned line, bool output);
     bool setLineState(unsigned line, bool level);
@@ -44,7 +45,8 @@ public:
 
     // As many bytes come back as go out.
     std::optional<Bytes> exchange(const Bytes& bytes);
-    // A command packet; nothing when it is refused or does not come back as it went out.
+    // A command packet; nothing when it does not come back as it went out, or when the camera says
+    // in its log that it has refused it.
     std::optional<Bytes> send(std::uint8_t number, const Bytes& arguments = {},
                               std::size_t answerBytes = 0);
 

@@ -145,6 +145,59 @@ TEST(StrictLumen, WantsZerosWhereItsAnswerGoes) {
     EXPECT_TRUE(host.exchange(kPing));
 }
 
+// The port moves as many bytes in as out, whatever the head makes of them, so that a host must look
+// at what comes back.
+TEST(StrictLumen, SendsBackWhatItRefusesWithAnEmptyAnswer) {
+    const auto expectEmpty = [](LumenHost& host, Bytes packet, std::size_t answerBytes) {
+        packet.resize(packet.size() + answerBytes);
+        host.log().clear();
+        EXPECT_EQ(host.exchange(packet), packet) << unsigned{packet[3]};
+        EXPECT_TRUE(host.logged("sent back without an answer")) << unsigned{packet[3]};
+    };
+    LumenHost early;
+    early.reach();
+    expectEmpty(early, {'C', 'M', 'D', 2, 0, 0}, 0);
+    expectEmpty(early, {'C', 'M', 'D', 62}, 6);
+    EXPECT_TRUE(early.logged("is refused, the application has not been started"));
+
+    Model bare = smallLumen();
+    bare.versionMajor = 1;
+    bare.filterCount = 0;
+    bare.gpioLines = 0;
+    bare.hasGuidePort = false;
+    LumenHost host{bare};
+    host.bringUp();
+    expectEmpty(host, {'C', 'M', 'D', 145}, 2);
+    expectEmpty(host, {'C', 'M', 'D', 135}, 8);
+    expectEmpty(host, {'C', 'M', 'D', 136, 0, 1}, 2);
+    expectEmpty(host, {'C', 'M', 'D', 130}, 4);
+    expectEmpty(host, {'C', 'M', 'D', 20}, 0);
+    expectEmpty(host, {'C', 'M', 'D', 55, 0, 9}, 6);
+    expectEmpty(host, {'C', 'M', 'D', 5}, 0);
+    ASSERT_TRUE(host.beginExposure());
+    // Of no width.
+    expectEmpty(host, {'C', 'M', 'D', 6, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0x43}, 0);
+    EXPECT_TRUE(host.logged("no data, the window is empty"));
+    EXPECT_TRUE(host.readOut({})) << "the exposure has not suffered";
+}
+
+TEST(StrictLumen, StallsForWhatIsNoPacketOfItsOwn) {
+    auto stalls = [number = std::uint8_t{0}](LumenHost& host, const Bytes& packet) mutable {
+        const auto size = static_cast<std::uint8_t>(packet.size());
+        Bytes frame{6, number++, 0, 2, 3, 0, 1, 0, size, 0, 0, 0, size, 0, 0, 0};
+        frame.insert(frame.end(), packet.begin(), packet.end());
+        EXPECT_EQ(host.device().bulkOut(0x04, frame), Outcome::done);
+        return host.device().bulkIn(0x86, size + 4U).outcome == Outcome::stalled;
+    };
+    LumenHost host;
+    host.bringUp();
+    EXPECT_TRUE(stalls(host, {'C', 'M', 'D', 255}));
+    EXPECT_FALSE(stalls(host, {'C', 'M', 'D', 4})) << "out of order";
+    EXPECT_TRUE(stalls(host, {'C', 'M', 'D', 80, 0, 0x7B, 0, 1}));
+    host.setLineState(0, true);
+    EXPECT_FALSE(host.exchange(kPing));
+}
+
 TEST(StrictLumen, ExpectsNothingOverTheParallelLink) {
     LumenHost host;
     host.bringUp();

@@ -35,8 +35,9 @@ Model smallRidge() {
     return model;
 }
 
-RawHost::RawHost(const Model& model, MakeElectronics makeElectronics)
-    : camera(assembleControllerCamera(
+RawHost::RawHost(const Model& model, MakeElectronics makeElectronics, double speed)
+    : clock(std::make_shared<ManualClock>(speed)),
+      camera(assembleControllerCamera(
           model, clock, [this](const std::string& line) { lines.push_back(line); },
           makeElectronics)) {}
 

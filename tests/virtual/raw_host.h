@@ -32,12 +32,14 @@ Model smallRidge();
 class RawHost {
 public:
     explicit RawHost(const Model& model = smallRidge(),
-                     MakeElectronics makeElectronics = makeRidgeElectronics);
+                     MakeElectronics makeElectronics = makeRidgeElectronics, double speed = 1.0);
 
     virtualusb::Device& device() { return *camera; }
     std::vector<std::string>& log() { return lines; }
     bool logged(const std::string& part) const;
+    // Both are the host's own time.
     void wait(double seconds);
+    double seconds() const { return static_cast<double>(clock->hostNow()) / kSecond; }
 
     Outcome writeMemory(std::uint16_t address, const Bytes& data);
     // Alternate setting 1 and an empty firmware image.
@@ -73,7 +75,7 @@ public:
     std::vector<std::uint16_t> fetch(std::size_t pixels);
 
 private:
-    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    std::shared_ptr<ManualClock> clock;
     std::vector<std::string> lines;
     std::uint8_t transaction = 0;
     std::unique_ptr<virtualusb::Device> camera;

@@ -96,6 +96,36 @@ TEST(RidgeExposure, ReadsOverscanPastTheEdge) {
     EXPECT_GT(mean({pixels.begin(), pixels.begin() + 100}), 2000.0);
 }
 
+TEST(RidgeExposure, RefusesWhatItsCountersDoNotReach) {
+    const struct {
+        std::uint16_t x, y, width, height;
+        bool taken;
+    } rows[] = {{310, 0, 10, 10, true},     {311, 0, 10, 10, false},   {0, 0, 321, 10, false},
+                {0, 310, 10, 10, true},     {0, 311, 10, 10, false},   {0, 0, 10, 321, false},
+                {0xFFFF, 0, 10, 10, false}, {0, 0xFFFF, 10, 10, false}};
+    for (const auto& row : rows) {
+        RawHost host;
+        host.bringUp();
+        host.expose(0.1);
+        host.readOutCommand(0, 1, row.x, row.y, row.width, row.height);
+        EXPECT_EQ(host.linkRead(2).has_value(), row.taken) << row.x << " " << row.y;
+        EXPECT_EQ(host.logged("no data, the window leaves the sensor"), !row.taken);
+    }
+}
+
+TEST(RidgeExposure, ReachesBelowASensorThatIsTallByNoMore) {
+    Model model = smallRidge();
+    model.sensor.width = 240;
+    model.sensor.height = 320;
+    for (const std::uint16_t height : {std::uint16_t{320}, std::uint16_t{321}}) {
+        RawHost host{model};
+        host.bringUp();
+        host.expose(0.1);
+        host.readOutCommand(0, 1, 0, 0, 10, height);
+        EXPECT_EQ(host.linkRead(2).has_value(), height == 320);
+    }
+}
+
 TEST(RidgeExposure, DarkFramesAreDark) {
     RawHost host;
     host.bringUp();

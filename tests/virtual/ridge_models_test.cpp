@@ -50,15 +50,21 @@ TEST(RidgeModels, DescribeMoreThanTheHostMayTakeFromTwoOfThem) {
         EXPECT_GT(description.width, width) << key;
         EXPECT_GT(description.height, height) << key;
         host.setLinkTimeout(30000);
-        // The last pixel of what there is, and the first of what is only described.
+        const auto right = static_cast<std::uint16_t>(width - 2);
+        const auto bottom = static_cast<std::uint16_t>(height - 1);
+        // The last column that there is, and the first that is only described.
         host.expose(600.0);
-        host.readOutCommand(0, 1, static_cast<std::uint16_t>(width - 1),
-                            static_cast<std::uint16_t>(height - 1), 2, 2);
+        host.readOutCommand(0, 1, static_cast<std::uint16_t>(right + 1), bottom, 2, 2);
+        EXPECT_TRUE(host.logged("no data, the window leaves the sensor")) << key;
+        EXPECT_FALSE(host.linkRead(1)) << key;
+        // The last row that there is, and the first below it.
+        host.readOutCommand(0, 1, right, bottom, 2, 2);
         const auto corner = host.fetch(4);
         ASSERT_EQ(corner.size(), 4U);
         EXPECT_GT(corner[0], 1300) << key;
-        for (std::size_t i = 1; i < 4; ++i)
-            EXPECT_LT(corner[i], 1200) << key;
+        EXPECT_GT(corner[1], 1300) << key;
+        EXPECT_LT(corner[2], 1200) << key;
+        EXPECT_LT(corner[3], 1200) << key;
     }
 }
 

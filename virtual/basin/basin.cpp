@@ -106,7 +106,7 @@ void BasinFirmware::reply(std::initializer_list<unsigned> bytes, Microseconds de
     std::vector<std::uint8_t> plain;
     for (const unsigned byte : bytes)
         plain.push_back(lowByte(byte));
-    answer(plain, clock.now() + delay);
+    answer(plain, clock.now() + clock.reactionTime(delay));
 }
 
 // Low byte first.

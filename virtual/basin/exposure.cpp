@@ -93,12 +93,10 @@ void BasinFirmware::sweepRegisters(Arguments) {
         sweepStarted = clock.now();
 }
 
-// A host waits by its own clock, by which the time of a slowed camera is short.
 bool BasinFirmware::registersSwept() const {
     if (!sweepStarted)
         return false;
-    const Microseconds elapsed = clock.now() - *sweepStarted;
-    return elapsed >= kSweep || clock.hostTime(elapsed) >= kSweep;
+    return clock.now() - *sweepStarted >= clock.reactionTime(kSweep);
 }
 
 bool BasinFirmware::acceptable(const Readout& readout) const {
@@ -116,6 +114,8 @@ bool BasinFirmware::acceptable(const Readout& readout) const {
         problem = "the window ends before it begins";
     else if (readout.endColumn > model.sensor.width + 1)
         problem = "the window ends right of the sensor";
+    else if (readout.endRow > model.lineCount() + 1)
+        problem = "the window ends below the last line";
     else if (readout.window().columns() == 0 || readout.window().rows() == 0)
         problem = "the window is empty";
     else if (!readout.timed() && !sequence.isExposed())

@@ -66,7 +66,7 @@ public:
           instrument(instrumentParts(model), *clock),
           electronics(makeElectronics({model, instrument, *clock, fifo, journal})),
           link(*clock, fifo, *electronics, journal, electronics->linkTables()),
-          eeprom(eepromImage(model, *electronics)),
+          eeprom(eepromImage(model, *electronics), journal),
           controller(model.firmwareRequired, *electronics, i2c, link, journal) {
         i2c.attach(Eeprom::kBusAddress, eeprom);
         electronics->connect(i2c);
@@ -121,6 +121,11 @@ public:
         if (endpoint == kLinkInPipe)
             return link.read(length);
         return {Outcome::stalled, {}};
+    }
+
+    void cancelled(std::uint8_t endpoint) override {
+        if (endpoint == kLinkInPipe)
+            link.cancelRead();
     }
 
     std::optional<std::uint64_t> wakeIn() const override {

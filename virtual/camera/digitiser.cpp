@@ -41,7 +41,7 @@ void Digitiser::send(Exposure exposure, const Window& window, bool preview, doub
     if (preview)
         exposure.readNoiseFactor = kPreviewNoise;
     const double pace = parts.model.pixelsPerSecond * (preview ? kPreviewSpeed : 1.0);
-    const auto start = parts.clock.now() + parts.model.readoutLatency +
+    const auto start = parts.clock.now() + parts.clock.reactionTime(parts.model.readoutLatency) +
                        static_cast<Microseconds>(seconds * double{kSecond});
     parts.journal("camera: image of ", window.columns(), "x", window.rows(), " pixels on its way");
     std::unique_ptr<ByteSource> pixels = std::make_unique<FrameBytes>(

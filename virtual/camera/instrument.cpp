@@ -2,9 +2,46 @@
 #include "instrument.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstddef>
 #include <utility>
 
 namespace tavo::virtualcamera {
+
+namespace {
+
+// The renderer draws every star once a span.
+constexpr std::size_t kMostSpans = 1000;
+
+bool alike(const Passband& a, const Passband& b) {
+    return a.blue == b.blue && a.green == b.green && a.red == b.red;
+}
+
+// REQUIRES: both lie on one line of the mount.
+bool continues(const LightSpan& before, const LightSpan& span) {
+    return before.to.x == span.from.x && before.to.y == span.from.y &&
+           alike(before.passband, span.passband);
+}
+
+Passband mixed(const LightSpan& a, const LightSpan& b) {
+    const double part = b.seconds / (a.seconds + b.seconds);
+    return {std::lerp(a.passband.blue, b.passband.blue, part),
+            std::lerp(a.passband.green, b.passband.green, part),
+            std::lerp(a.passband.red, b.passband.red, part)};
+}
+
+// Draws two spans as one, of which an exposure of so many can lose a bend.
+void halve(std::vector<LightSpan>& light) {
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i + 1 < light.size(); i += 2)
+        light[kept++] = {light[i].seconds + light[i + 1].seconds, light[i].from, light[i + 1].to,
+                         mixed(light[i], light[i + 1])};
+    if (light.size() % 2 != 0)
+        light[kept++] = light.back();
+    light.resize(kept);
+}
+
+} // namespace
 
 Instrument::Instrument(const InstrumentParts& parts, const Clock& clock_)
     : clock(clock_), ccd(parts.sensor), sky(parts.seed), hot(hotPixels(parts.sensor, parts.seed)),
@@ -27,14 +64,16 @@ void Instrument::advance() {
 void Instrument::advanceTo(Microseconds now) {
     const Pointing shiftBefore = telescope.shift();
     const double temperatureBefore = thermal.sensorTemperature();
+    const std::uint64_t line = telescope.line();
     thermal.advance(now);
     telescope.advance(now);
-    gather(now, shiftBefore, temperatureBefore);
+    gather(now, shiftBefore, temperatureBefore, line);
     filterWheel.advance(now);
     time = now;
 }
 
-void Instrument::gather(Microseconds until, const Pointing& shiftBefore, double temperatureBefore) {
+void Instrument::gather(Microseconds until, const Pointing& shiftBefore, double temperatureBefore,
+                        std::uint64_t line) {
     if (!running || until == time)
         return;
     const double seconds = static_cast<double>(until - time) / kSecond;
@@ -42,19 +81,17 @@ void Instrument::gather(Microseconds until, const Pointing& shiftBefore, double 
     running->darkSeconds += seconds * darkCurrentFactor(temperature);
     if (!open)
         return;
-    // Spans of the same drift through the same filter are one to the renderer.
-    const bool still = shiftBefore.x == telescope.shift().x && shiftBefore.y == telescope.shift().y;
-    if (still && !running->light.empty()) {
-        LightSpan& last = running->light.back();
-        const Passband filter = beam();
-        if (last.from.x == last.to.x && last.from.y == last.to.y && last.to.x == shiftBefore.x &&
-            last.to.y == shiftBefore.y && last.passband.blue == filter.blue &&
-            last.passband.green == filter.green && last.passband.red == filter.red) {
-            last.seconds += seconds;
-            return;
-        }
+    const LightSpan span{seconds, shiftBefore, telescope.shift(), beam()};
+    std::vector<LightSpan>& light = running->light;
+    if (!light.empty() && line == lastLine && continues(light.back(), span)) {
+        light.back().seconds += seconds;
+        light.back().to = span.to;
+        return;
     }
-    running->light.push_back({seconds, shiftBefore, telescope.shift(), beam()});
+    if (light.size() >= kMostSpans)
+        halve(light);
+    light.push_back(span);
+    lastLine = line;
 }
 
 Passband Instrument::beam() const {

@@ -59,7 +59,8 @@ public:
 private:
     Passband beam() const;
     void advanceTo(Microseconds now);
-    void gather(Microseconds until, const Pointing& shiftBefore, double temperatureBefore);
+    void gather(Microseconds until, const Pointing& shiftBefore, double temperatureBefore,
+                std::uint64_t line);
     std::uint64_t nextNoiseSeed();
 
     const Clock& clock;
@@ -74,6 +75,7 @@ private:
     std::uint64_t seed;
     std::uint64_t exposures = 0;
     std::optional<Exposure> running;
+    std::uint64_t lastLine = 0; // of the mount, under the last of its spans
     Microseconds started = 0;
     Microseconds time = 0;
 };

@@ -8,6 +8,7 @@
 #include "cooler.h"
 #include "mount.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -50,6 +51,9 @@ struct Model {
     bool firmwareRequired = false;            // the processor does nothing without
     unsigned samplesPerPixel = 1;             // 2: the reference and then the signal
     std::optional<unsigned> colourPhase = {}; // 0 to 3, by the place of the first red pixel
+
+    // The line counter goes on below the last row, as far as an image as high as wide needs it.
+    unsigned lineCount() const { return std::max(sensor.width, sensor.height); }
 };
 
 // Makes a model a colour one whose first red pixel lies at column phase / 2 and row phase % 2.

@@ -15,6 +15,10 @@ double secondsOf(Microseconds time) {
     return static_cast<double>(time) / kSecond;
 }
 
+Microseconds lineLength(const MountTraits& traits) {
+    return static_cast<Microseconds>(traits.period / kLinesAPeriod * kSecond);
+}
+
 } // namespace
 
 void Mount::advance(Microseconds now) {
@@ -26,16 +30,23 @@ void Mount::advance(Microseconds now) {
 
 void Mount::close(Relay relay) {
     switch (relay) {
-    case Relay::right: directionX = 1.0; break;
-    case Relay::left: directionX = -1.0; break;
-    case Relay::up: directionY = 1.0; break;
-    case Relay::down: directionY = -1.0; break;
+    case Relay::right: return point(1.0, directionY);
+    case Relay::left: return point(-1.0, directionY);
+    case Relay::up: return point(directionX, 1.0);
+    case Relay::down: return point(directionX, -1.0);
     }
 }
 
 void Mount::releaseAll() {
-    directionX = 0.0;
-    directionY = 0.0;
+    point(0.0, 0.0);
+}
+
+void Mount::point(double x, double y) {
+    if (x == directionX && y == directionY)
+        return;
+    directionX = x;
+    directionY = y;
+    ++relayChanges;
 }
 
 double Mount::periodicErrorAt(double seconds) const {
@@ -52,7 +63,11 @@ Pointing Mount::shiftAfter(double seconds) const {
 Microseconds Mount::nextBend() const {
     if (traits.periodicError == 0.0)
         return std::numeric_limits<Microseconds>::max();
-    return time + static_cast<Microseconds>(traits.period / kLinesAPeriod * kSecond);
+    return (bendsSoFar() + 1) * lineLength(traits);
+}
+
+std::uint64_t Mount::bendsSoFar() const {
+    return traits.periodicError == 0.0 ? 0 : time / lineLength(traits);
 }
 
 } // namespace tavo::virtualcamera

@@ -7,6 +7,8 @@
 #include "../controller/clock.h"
 #include "../sky/star_field.h"
 
+#include <cstdint>
+
 namespace tavo::virtualcamera {
 
 enum class Relay { right, left, up, down };
@@ -36,16 +38,22 @@ public:
     Pointing shift() const { return shiftAfter(0.0); }
     // Where they will be if the relays stay as they are.
     Pointing shiftAfter(double seconds) const;
-    // Until then the stars move along a line that is straight enough to be drawn as one.
+    // Until then, and as long as no relay changes, the stars move along a line that is straight
+    // enough to be drawn as one. Bends have their times, however often the mount is advanced.
     Microseconds nextBend() const;
+    // The number of the line they are on.
+    std::uint64_t line() const { return relayChanges + bendsSoFar(); }
 
 private:
+    void point(double x, double y);
+    std::uint64_t bendsSoFar() const;
     double periodicErrorAt(double seconds) const;
 
     MountTraits traits;
     Pointing guided; // by the relays
     double directionX = 0.0;
     double directionY = 0.0;
+    std::uint64_t relayChanges = 0;
     Microseconds time = 0;
 };
 

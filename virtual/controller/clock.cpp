@@ -5,6 +5,18 @@
 
 namespace tavo::virtualcamera {
 
+namespace {
+
+Microseconds slowedDown(Microseconds duration, double factor) {
+    return static_cast<Microseconds>(std::ceil(static_cast<double>(duration) / factor));
+}
+
+Microseconds spedUp(Microseconds duration, double factor) {
+    return static_cast<Microseconds>(static_cast<double>(duration) * factor);
+}
+
+} // namespace
+
 Microseconds SystemClock::now() const {
     const std::chrono::duration<double, std::micro> elapsed =
         std::chrono::steady_clock::now() - start;
@@ -12,7 +24,19 @@ Microseconds SystemClock::now() const {
 }
 
 Microseconds SystemClock::hostTime(Microseconds duration) const {
-    return static_cast<Microseconds>(std::ceil(static_cast<double>(duration) / speed));
+    return slowedDown(duration, speed);
+}
+
+Microseconds SystemClock::cameraTime(Microseconds duration) const {
+    return spedUp(duration, speed);
+}
+
+Microseconds ManualClock::hostTime(Microseconds duration) const {
+    return slowedDown(duration, speed);
+}
+
+Microseconds ManualClock::cameraTime(Microseconds duration) const {
+    return spedUp(duration, speed);
 }
 
 } // namespace tavo::virtualcamera

@@ -3,6 +3,7 @@
 // The time a virtual camera lives in: monotonic microseconds that may run faster than the wall.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 
@@ -20,6 +21,14 @@ public:
     virtual Microseconds now() const = 0;
     // How long the host waits for `duration` of camera time, rounded up.
     virtual Microseconds hostTime(Microseconds duration) const = 0;
+    // The camera time that passes during `duration` of the host's, rounded down.
+    virtual Microseconds cameraTime(Microseconds duration) const = 0;
+
+    // The camera time for what hosts allow a fixed time by their own clock: that must not take
+    // longer when the rest of the camera is slowed down.
+    Microseconds reactionTime(Microseconds duration) const {
+        return std::min(duration, cameraTime(duration));
+    }
 };
 
 // Runs `speed` times as fast as the host's monotonic clock. REQUIRES: speed is above 0.
@@ -29,6 +38,7 @@ public:
 
     Microseconds now() const override;
     Microseconds hostTime(Microseconds duration) const override;
+    Microseconds cameraTime(Microseconds duration) const override;
 
 private:
     double speed;
@@ -38,12 +48,18 @@ private:
 // Stands still until it is told to go on, which makes tests independent of the machine.
 class ManualClock final : public Clock {
 public:
-    Microseconds now() const override { return time; }
-    Microseconds hostTime(Microseconds duration) const override { return duration; }
-    void advance(Microseconds duration) { time += duration; }
+    explicit ManualClock(double speed_ = 1.0) : speed(speed_) {}
+
+    Microseconds now() const override { return cameraTime(host); }
+    Microseconds hostTime(Microseconds duration) const override;
+    Microseconds cameraTime(Microseconds duration) const override;
+    // Both are the host's time.
+    void advance(Microseconds duration) { host += duration; }
+    Microseconds hostNow() const { return host; }
 
 private:
-    Microseconds time = 0;
+    double speed;
+    Microseconds host = 0;
 };
 
 } // namespace tavo::virtualcamera

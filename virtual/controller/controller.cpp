@@ -74,9 +74,9 @@ void Controller::powerUp() {
 void Controller::restart() {
     ports = {};
     electronics.presetLines(ports);
-    pendingReply.clear();
-    replyRefused = false;
+    pendingReplies.clear();
     lastTransaction.reset();
+    repeats = 0;
     i2cTimeout = 0;
 }
 
@@ -120,11 +120,6 @@ void Controller::controlCpu(std::uint8_t value) {
 }
 
 Outcome Controller::request(std::span<const std::uint8_t> bytes) {
-    if (!pendingReply.empty() || replyRefused)
-        journal("controller: a reply that no one has read is dropped");
-    pendingReply.clear();
-    replyRefused = false;
-
     std::string problem;
     const auto parsed = parseFrame(bytes, problem);
     if (!parsed) {
@@ -137,18 +132,41 @@ Outcome Controller::request(std::span<const std::uint8_t> bytes) {
         journal("controller: unknown request ", unsigned{parsed->code}, " is refused");
         return Outcome::stalled;
     }
-    followTransactions(parsed->transaction);
+    if (!roomForReply(*parsed))
+        return Outcome::nothing;
+    if (!followTransactions(parsed->transaction))
+        return Outcome::stalled;
+    if (!pendingReplies.empty())
+        journal("controller: ", pendingReplies.size(),
+                " earlier replies that no one has read come first");
     Bytes data;
     const Verdict verdict = serve(*handler, *parsed, data);
     return answer(*parsed, verdict, data);
 }
 
-// A host with several cameras may well share one count among them, so a gap is no error.
-void Controller::followTransactions(std::uint8_t number) {
+// The pipe's buffers are full once a host has left so many replies unread; a request that needs
+// another one has to wait.
+bool Controller::roomForReply(const FramedRequest& request) const {
+    constexpr std::size_t kReplyBuffers = 4;
+    const bool room = !request.wantsReply() || pendingReplies.size() < kReplyBuffers;
+    if (!room)
+        journal("controller: request ", unsigned{request.code},
+                " has to wait, the reply pipe is full of replies that no one has read");
+    return room;
+}
+
+// A host with several cameras may well share one count among them, so a gap is no error, and now
+// and then the count comes round to the same number. It does not do so twice in a row.
+bool Controller::followTransactions(std::uint8_t number) {
     const std::optional<std::uint8_t> last = std::exchange(lastTransaction, number);
-    if (last && number != lowByte(*last + 1U))
+    repeats = last == number ? repeats + 1 : 0;
+    if (repeats > 1)
+        journal("controller: request refused, transaction ", unsigned{number},
+                " has come three times in a row");
+    else if (last && number != lowByte(*last + 1U))
         journal("controller: transaction ", unsigned{number}, " follows ", unsigned{*last},
-                ", there is a gap");
+                repeats == 1 ? ", it has not been counted" : ", there is a gap");
+    return repeats <= 1;
 }
 
 Controller::Verdict Controller::serve(const Handler& handler, const FramedRequest& request,
@@ -173,24 +191,30 @@ void Controller::portsChanged() {
 Outcome Controller::answer(const FramedRequest& request, Verdict verdict, const Bytes& data) {
     if (verdict == Verdict::malformed || (verdict == Verdict::refused && !request.wantsReply()))
         return Outcome::stalled;
-    replyRefused = verdict == Verdict::refused;
-    if (verdict == Verdict::accepted && request.wantsReply()) {
-        pendingReply.push_back(request.transaction);
-        pendingReply.insert(pendingReply.end(), data.begin(), data.end());
-        pendingReply.insert(pendingReply.end(), {request.code, 0x00, 0x00});
+    if (!request.wantsReply())
+        return Outcome::done;
+    PendingReply reply{verdict == Verdict::refused, {}};
+    if (!reply.refused) {
+        reply.bytes.push_back(request.transaction);
+        reply.bytes.insert(reply.bytes.end(), data.begin(), data.end());
+        reply.bytes.insert(reply.bytes.end(), {request.code, 0x00, 0x00});
     }
+    pendingReplies.push_back(std::move(reply));
     return Outcome::done;
 }
 
 Reply Controller::readReply(std::uint32_t limit) {
-    if (std::exchange(replyRefused, false))
-        return {Outcome::stalled, {}};
-    if (pendingReply.empty())
+    if (pendingReplies.empty())
         return {};
-    const auto end = pendingReply.begin() +
-                     static_cast<std::ptrdiff_t>(std::min<std::size_t>(limit, pendingReply.size()));
-    Reply reply{Outcome::done, Bytes(pendingReply.begin(), end)};
-    pendingReply.erase(pendingReply.begin(), end);
+    PendingReply& oldest = pendingReplies.front();
+    Bytes& bytes = oldest.bytes;
+    const auto end =
+        bytes.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(limit, bytes.size()));
+    Reply reply{oldest.refused ? Outcome::stalled : Outcome::done, Bytes(bytes.begin(), end)};
+    bytes.erase(bytes.begin(), end);
+    // A reply ends with a short packet, so that a read never goes on into the next one.
+    if (bytes.empty())
+        pendingReplies.pop_front();
     return reply;
 }
 

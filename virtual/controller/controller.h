@@ -14,6 +14,7 @@
 #include "request_form.h"
 
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <span>
 #include <string>
@@ -46,6 +47,11 @@ private:
     // answer, which may itself be a refusal (the host's read of the reply stalls).
     enum class Verdict { accepted, malformed, refused };
     using Bytes = virtualusb::Bytes;
+    // Waits in the reply pipe for the host, whatever the host asks for meanwhile.
+    struct PendingReply {
+        bool refused;
+        Bytes bytes; // what is left of them
+    };
     struct Handler {
         std::uint8_t code;
         const char* name;
@@ -56,7 +62,8 @@ private:
 
     void controlCpu(std::uint8_t value);
     void restart();
-    void followTransactions(std::uint8_t number);
+    bool followTransactions(std::uint8_t number);
+    bool roomForReply(const FramedRequest& request) const;
     Verdict serve(const Handler& handler, const FramedRequest& request, Bytes& answer);
     Verdict malformed(const FramedRequest& request, const char* name, const std::string& problem);
     void portsChanged();
@@ -83,9 +90,9 @@ private:
     std::vector<std::uint8_t> memory;
     bool firmwareWritten = false;
     std::optional<std::uint8_t> lastTransaction;
+    unsigned repeats = 0;         // of that number, in a row
     std::uint16_t i2cTimeout = 0; // nothing is waited for until the host allows it
-    Bytes pendingReply;
-    bool replyRefused = false;
+    std::deque<PendingReply> pendingReplies;
 };
 
 } // namespace tavo::virtualcamera

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "i2c.h"
 
+#include "bytes.h"
+
 namespace tavo::virtualcamera {
 
 bool I2cBus::write(std::uint8_t address, std::span<const std::uint8_t> bytes) {
@@ -19,17 +21,24 @@ std::optional<std::vector<std::uint8_t>> I2cBus::read(std::uint8_t address, std:
 }
 
 void Eeprom::write(std::span<const std::uint8_t> bytes) {
-    if (bytes.size() < 2)
+    if (bytes.size() < 2) {
+        journal("memory: an address has two bytes, ignored: ", hexDump(bytes));
         return;
+    }
+    present = bytes[0] == 0;
     pointer = bytes[1];
-    for (const std::uint8_t byte : bytes.subspan(2))
-        image[pointer++] = byte;
+    if (!present)
+        journal("memory: there is nothing at ", hex(u16be(bytes, 0), 4));
+    if (bytes.size() > 2)
+        journal("memory: write-protected, ignored: ", hexDump(bytes.subspan(2)));
 }
 
 std::optional<std::vector<std::uint8_t>> Eeprom::read(std::uint32_t length) {
-    std::vector<std::uint8_t> bytes(length);
-    for (std::uint8_t& byte : bytes)
-        byte = image[pointer++];
+    constexpr std::uint8_t kNothing = 0xFF;
+    std::vector<std::uint8_t> bytes(length, kNothing);
+    if (present)
+        for (std::uint8_t& byte : bytes)
+            byte = image[pointer++];
     return bytes;
 }
 

@@ -78,8 +78,15 @@ void ParallelLink::armRead(std::uint32_t length) {
         journal("parallel link: nothing to read without the right table");
     else if (!enabled)
         journal("parallel link: nothing to read, the ports are not set up for it");
-    else
+    else {
+        target.readArmed();
         armed = ArmedRead{clock.now(), length, std::nullopt};
+    }
+}
+
+void ParallelLink::cancelRead() {
+    if (armed)
+        armed->awaited.reset();
 }
 
 // Counts from the arming, and once data come, from the last of them, so that a long image does not

@@ -23,6 +23,8 @@ public:
     virtual void receive(std::span<const std::uint8_t> bytes) = 0;
     // The controller was reset: what was on its way is lost.
     virtual void linkReset() = 0;
+    // The link is about to strobe the FIFO for the host.
+    virtual void readArmed() {}
 };
 
 using LinkTables = std::span<const std::span<const std::uint8_t>>;
@@ -49,6 +51,9 @@ public:
     void armRead(std::uint32_t length);
     // All of what is asked for, or, when the link's time-out has passed, what there is.
     virtualusb::Reply read(std::uint32_t limit);
+
+    // The host waits no longer for the read that found too little; what comes goes to the next one.
+    void cancelRead();
 
     // False when there is no room.
     bool queue(std::span<const std::uint8_t> bytes);

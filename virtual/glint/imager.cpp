@@ -111,8 +111,8 @@ void Imager::trigger(const Features& features) {
     auto bytes = std::make_unique<FrameBytes>(instrument.render(exposure, window),
                                               eightBitRow(features.value(Feature::gamma)), 1);
     const double pace = double{kSecond} / model.pixelsPerSecond;
-    const Microseconds start =
-        clock.now() + model.readoutLatency + static_cast<Microseconds>(seconds * double{kSecond});
+    const Microseconds start = clock.now() + clock.reactionTime(model.readoutLatency) +
+                               static_cast<Microseconds>(seconds * double{kSecond});
     readAt = start + static_cast<Microseconds>(static_cast<double>(bytes->size()) * pace) + 1;
     journal("camera: exposes for ", seconds, " s at ", features.value(Feature::frameRate),
             " frames a second, gain ", features.value(Feature::gain), " dB, brightness ",

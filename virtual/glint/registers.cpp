@@ -107,7 +107,7 @@ void Registers::initialise(const Register&, std::uint32_t value) {
     features.reset();
     imager.reset();
     initialised = true;
-    restartedAt = clock.now() + kRestartTime;
+    restartedAt = clock.now() + clock.reactionTime(kRestartTime);
 }
 
 std::uint32_t Registers::readMode(const Register&) {

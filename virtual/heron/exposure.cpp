@@ -94,17 +94,21 @@ void HeronHead::send(const Exposure& exposure, double seconds) {
                        .height = model.sensor.height,
                        .binX = binning->x,
                        .binY = binning->y};
-    firstWordAt =
-        clock.now() + model.readoutLatency + static_cast<Microseconds>(seconds * double{kSecond});
-    const std::size_t bytesPerPixel = 2U * model.samplesPerPixel;
+    firstWordAt = clock.now() + clock.reactionTime(model.readoutLatency) +
+                  static_cast<Microseconds>(seconds * double{kSecond});
     journal("camera: frame of ", whole.columns(), "x", whole.rows(), " pixels of ",
             model.samplesPerPixel, " samples on its way");
+    auto frame = std::make_unique<FrameBytes>(instrument.render(exposure, whole),
+                                              rowEncoder(exposure.noiseSeed), bytesPerPixel());
+    frameBytes = frame->size();
+    sendFrom(std::move(frame));
+}
+
+void HeronHead::sendFrom(std::unique_ptr<ByteSource> frame) {
     fifo.clear();
     fifo.put({lowByte(kDummyWord), highByte(kDummyWord)}, firstWordAt);
-    fifo.stream(std::make_unique<FrameBytes>(instrument.render(exposure, whole),
-                                             rowEncoder(exposure.noiseSeed), bytesPerPixel),
-                firstWordAt,
-                double{kSecond} / (model.pixelsPerSecond * static_cast<double>(bytesPerPixel)));
+    fifo.stream(std::move(frame), firstWordAt,
+                double{kSecond} / (model.pixelsPerSecond * static_cast<double>(bytesPerPixel())));
 }
 
 RowEncoder HeronHead::rowEncoder(std::uint64_t noiseSeed) const {

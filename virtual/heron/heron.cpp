@@ -34,6 +34,20 @@ constexpr std::uint8_t kStraps = kClock | kRegisterRelease;
 constexpr std::uint8_t kDrainDirections = 0x9F;
 constexpr std::uint8_t kDrainStates = 0x80;
 
+// Yields what a converter has that is not at work.
+class UpsetConverter final : public ByteSource {
+public:
+    explicit UpsetConverter(std::uint64_t size_) : bytes(size_) {}
+
+    std::uint64_t size() const override { return bytes; }
+    void read(std::span<std::uint8_t> target) override {
+        std::fill(target.begin(), target.end(), std::uint8_t{0xFF});
+    }
+
+private:
+    std::uint64_t bytes;
+};
+
 std::uint8_t pinLevels(const Ports& ports) {
     const unsigned driven = ports.outputDirections()[0];
     return lowByte((ports.outputStates()[0] & driven) | (kPulledUp & ~driven));
@@ -64,6 +78,15 @@ bool HeronHead::linkEnabled(const Ports& ports) const {
 
 void HeronHead::receive(std::span<const std::uint8_t> bytes) {
     journal("camera: takes nothing from the parallel link, ignored: ", hexDump(bytes));
+}
+
+// Before the first word is there the strobes upset the converter, and with it the whole frame. The
+// busy line tells hosts when it is over.
+void HeronHead::readArmed() {
+    if (clock.now() >= firstWordAt)
+        return;
+    journal("camera: read while line 4 says that it is busy, the frame is spoilt");
+    sendFrom(std::make_unique<UpsetConverter>(frameBytes));
 }
 
 // The pins float until the host drives them again, and the registers wait for the next reset.

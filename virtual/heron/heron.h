@@ -16,6 +16,7 @@
 #include "../controller/journal.h"
 #include "front_end.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -34,6 +35,7 @@ public:
     LinkTables linkTables() const override;
     bool linkEnabled(const Ports& ports) const override;
     void receive(std::span<const std::uint8_t> bytes) override;
+    void readArmed() override;
     void linkReset() override;
     void writeEeprom(Eeprom::Image& image) const override;
     void linesChanged(const Ports& ports) override;
@@ -67,6 +69,8 @@ private:
     void readOut(unsigned value);
     void exposeAndReadOut(unsigned value);
     void send(const Exposure& exposure, double seconds);
+    std::size_t bytesPerPixel() const { return 2U * model.samplesPerPixel; }
+    void sendFrom(std::unique_ptr<ByteSource> frame);
     RowEncoder rowEncoder(std::uint64_t noiseSeed) const;
 
     Model model;
@@ -87,6 +91,7 @@ private:
     std::optional<Binning> binning;
     std::optional<Binning> nextBinning;
     Microseconds firstWordAt = 0;
+    std::uint64_t frameBytes = 0; // of the frame that comes then
 };
 
 // What the memory of a camera holds for its front end.

@@ -30,6 +30,7 @@ std::array<Model, 3> makeModels() {
             .describedHeight = 480,
             .wellCapacity = 25000,
             .pixelsPerSecond = 1.0e6,
+            .readoutLatency = 60 * kMillisecond,
             .serial = 70001,
         },
         {
@@ -49,6 +50,7 @@ std::array<Model, 3> makeModels() {
             .describedHeight = 1040,
             .wellCapacity = 20000,
             .pixelsPerSecond = 1.5e6,
+            .readoutLatency = 100 * kMillisecond,
             .serial = 80001,
         },
         {
@@ -71,6 +73,7 @@ std::array<Model, 3> makeModels() {
             .describedHeight = 512,
             .wellCapacity = 120000,
             .pixelsPerSecond = 0.5e6,
+            .readoutLatency = 80 * kMillisecond,
             .serial = 90001,
         },
     }};

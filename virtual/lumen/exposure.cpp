@@ -84,7 +84,7 @@ bool LumenFirmware::clearSensor(Arguments, Answer&) {
     const bool done = sequence.clear();
     journal("command 4 clear the sensor", done ? "" : ": not prepared, refused");
     if (done)
-        clearedAt = clock.now() + kClearTime;
+        clearedAt = clock.now() + clock.reactionTime(kClearTime);
     return done;
 }
 
@@ -99,8 +99,6 @@ const char* LumenFirmware::problemWith(const Readout& readout) const {
     const auto binFits = [this](unsigned bin) { return bin >= 1 && bin <= model.maxBin; };
     const unsigned known =
         kPreview | (model.has8BitMode ? k8Bit : 0) | (readout.timed() ? kCodeInMicroseconds : 0);
-    // The line counter goes on below the last row, as far as an image as high as wide needs it.
-    const unsigned lines = std::max(model.sensor.width, model.sensor.height);
     if (readout.kind != kHostTimed && readout.kind != kCameraTimed)
         return "the last byte is neither 0x43 nor 0x03";
     if (!readout.gapsAreZero)
@@ -111,7 +109,8 @@ const char* LumenFirmware::problemWith(const Readout& readout) const {
         return "the binning is not offered";
     if (window.width == 0 || window.height / window.binY == 0)
         return "the window is empty";
-    if (window.x + window.width > model.sensor.width || window.y + window.height > lines)
+    if (window.x + window.width > model.sensor.width ||
+        window.y + window.height > model.lineCount())
         return "the window leaves the sensor";
     if (readout.timed() == (readout.code == 0))
         return readout.timed() ? "the code is 0" : "the host times the exposure but sends a code";

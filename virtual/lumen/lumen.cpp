@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "lumen.h"
 
+#include "../camera/link_tables.h"
 #include "../controller/bytes.h"
 
 #include <algorithm>
@@ -11,32 +12,6 @@
 namespace tavo::virtualcamera {
 
 namespace {
-
-// The interface engine wants a first table before it takes the one for these cameras.
-constexpr std::array<std::uint8_t, 172> kEngineTable{
-    0x81, 0xee, 0x00, 0xe0, 0x00, 0x00, 0x07, 0x4e, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
-    0x01, 0x01, 0x01, 0x01, 0x01, 0x01, 0x01, 0x07, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
-    0x07, 0x07, 0x07, 0x07, 0x07, 0x07, 0x07, 0x07, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x3f,
-    0x01, 0x01, 0x01, 0x01, 0x01, 0x01, 0x01, 0x07, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
-    0x07, 0x07, 0x07, 0x07, 0x07, 0x07, 0x07, 0x07, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x3f,
-    0x01, 0x01, 0x01, 0x3b, 0x01, 0x01, 0x01, 0x07, 0x00, 0x00, 0x00, 0x03, 0x02, 0x02, 0x02, 0x00,
-    0x07, 0x03, 0x01, 0x07, 0x07, 0x07, 0x07, 0x07, 0x00, 0x00, 0x00, 0x2d, 0x00, 0x00, 0x00, 0x3f,
-    0x01, 0x39, 0x01, 0x01, 0x01, 0x01, 0x01, 0x07, 0x00, 0x03, 0x02, 0x02, 0x02, 0x02, 0x02, 0x00,
-    0x07, 0x07, 0x07, 0x07, 0x07, 0x07, 0x07, 0x07, 0x00, 0x2d, 0x00, 0x00, 0x00, 0x00, 0x00, 0x3f,
-    0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x83, 0x00, 0x13, 0x11, 0x00, 0x24,
-    0x03, 0x02, 0x01, 0x81, 0x09, 0x17, 0x16, 0x00, 0x24, 0x03, 0x02, 0x01};
-
-constexpr std::array<std::uint8_t, 152> kLinkTable{
-    0x01, 0xe2, 0xff, 0x20, 0x00, 0x00, 0xfb, 0xe4, 0x11, 0x01, 0x02, 0x00, 0x04, 0x00, 0x00, 0x00,
-    0x0e, 0x01, 0x3f, 0x01, 0x01, 0x01, 0x00, 0x07, 0x01, 0x00, 0x03, 0x00, 0x00, 0x00, 0x01, 0x00,
-    0xfb, 0xf9, 0xfb, 0xfb, 0xfb, 0xfb, 0xfb, 0xfb, 0x00, 0x00, 0x80, 0x00, 0x00, 0x00, 0x80, 0x3f,
-    0x08, 0x01, 0x01, 0x3f, 0x01, 0x01, 0x01, 0x07, 0x03, 0x02, 0x02, 0x05, 0x00, 0x00, 0x00, 0x00,
-    0xff, 0xfd, 0xfd, 0xff, 0xff, 0xff, 0xff, 0xfb, 0x09, 0x00, 0x00, 0x80, 0x00, 0x00, 0x00, 0x3f,
-    0x0e, 0x01, 0x3f, 0x01, 0x01, 0x01, 0x00, 0x07, 0x01, 0x00, 0x03, 0x00, 0x00, 0x00, 0x01, 0x00,
-    0xfb, 0xf9, 0xfb, 0xfb, 0xfb, 0xfb, 0xfb, 0xfb, 0x00, 0x00, 0x80, 0x00, 0x00, 0x00, 0x80, 0x3f,
-    0x08, 0x01, 0x01, 0x3f, 0x01, 0x01, 0x01, 0x07, 0x03, 0x02, 0x02, 0x05, 0x00, 0x00, 0x00, 0x00,
-    0xff, 0xfd, 0xfd, 0xff, 0xff, 0xff, 0xff, 0xfb, 0x09, 0x00, 0x00, 0x80, 0x00, 0x00, 0x00, 0x3f,
-    0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
 
 // Port 0: lines 3 and 4 come from the head, line 0 selects it when low, line 7 clocks its port.
 constexpr std::uint8_t kLineDirections = 0xE7;
@@ -120,7 +95,7 @@ LumenFirmware::LumenFirmware(const CameraParts& parts)
       gpio(model.gpioLines) {}
 
 LinkTables LumenFirmware::linkTables() const {
-    static constexpr std::span<const std::uint8_t> tables[] = {kEngineTable, kLinkTable};
+    static constexpr std::span<const std::uint8_t> tables[] = {kFlowStateTable, kSlowLinkTable};
     return tables;
 }
 
@@ -171,19 +146,31 @@ LumenFirmware::serialTransfer(const FramedRequest& request) {
     return isPacket ? packet(request.payload) : poll(request.payload);
 }
 
-const char* LumenFirmware::problemWith(const Handler& handler,
+// What makes a packet none that the port could carry an answer in.
+std::string LumenFirmware::formProblem(const Handler& handler,
                                        std::span<const std::uint8_t> bytes) const {
+    if (bytes.size() != handler.packetBytes())
+        return "it takes a packet of " + std::to_string(handler.packetBytes()) +
+               " bytes but came with " + std::to_string(bytes.size());
     const auto room = bytes.subspan(bytes.size() - handler.answerBytes);
     if (std::any_of(room.begin(), room.end(), [](std::uint8_t byte) { return byte != 0; }))
         return "the room for its answer is not zero";
-    if (handler.served != Served::always && !applicationRuns())
-        return "the application has not been started";
-    if (handler.served == Served::whenIdle && clearing())
-        return "the sensor is being cleared";
-    return nullptr;
+    return {};
 }
 
-// The packet comes back as it went out, and the answer where it left room for it.
+bool LumenFirmware::servesNow(const Handler& handler) const {
+    const char* problem = nullptr;
+    if (handler.served != Served::always && !applicationRuns())
+        problem = "the application has not been started";
+    else if (handler.served == Served::whenIdle && clearing())
+        problem = "the sensor is being cleared";
+    if (problem != nullptr)
+        journal("command ", unsigned{handler.command}, " ", handler.name, " is refused, ", problem);
+    return problem == nullptr;
+}
+
+// The packet comes back as it went out, and the answer where it left room for it. What is refused
+// comes back, too, since the port moves as many bytes in as out: the room stays zero.
 std::optional<LumenFirmware::Answer> LumenFirmware::packet(std::span<const std::uint8_t> bytes) {
     const std::uint8_t command = bytes[kPacketStart.size()];
     const auto* handler =
@@ -193,19 +180,17 @@ std::optional<LumenFirmware::Answer> LumenFirmware::packet(std::span<const std::
         journal("command ", unsigned{command}, " is unknown and refused: ", hexDump(bytes));
         return std::nullopt;
     }
-    if (bytes.size() != handler->packetBytes()) {
-        journal("command ", unsigned{command}, " ", handler->name, " takes a packet of ",
-                handler->packetBytes(), " bytes but came with ", bytes.size(),
-                " and is refused: ", hexDump(bytes));
-        return std::nullopt;
-    }
-    if (const char* problem = problemWith(*handler, bytes)) {
-        journal("command ", unsigned{command}, " ", handler->name, " is refused, ", problem);
+    if (const std::string problem = formProblem(*handler, bytes); !problem.empty()) {
+        journal("command ", unsigned{command}, " ", handler->name, " is refused, ", problem, ": ",
+                hexDump(bytes));
         return std::nullopt;
     }
     Answer answer;
-    if (!(this->*handler->serve)(bytes.subspan(kPacketHeader, handler->argumentBytes), answer))
-        return std::nullopt;
+    const auto arguments = bytes.subspan(kPacketHeader, handler->argumentBytes);
+    if (!servesNow(*handler) || !(this->*handler->serve)(arguments, answer)) {
+        journal("command ", unsigned{command}, " ", handler->name, ": sent back without an answer");
+        answer.clear();
+    }
     answer.resize(handler->answerBytes);
     answer.insert(answer.begin(), bytes.begin(),
                   bytes.end() - static_cast<std::ptrdiff_t>(handler->answerBytes));
@@ -293,7 +278,7 @@ bool LumenFirmware::tellClearTime(Arguments, Answer& answer) {
 
 bool LumenFirmware::initialise(Arguments, Answer&) {
     journal("command 44 start the application");
-    startedAt = clock.now() + kStartTime;
+    startedAt = clock.now() + clock.reactionTime(kStartTime);
     statusPending = true;
     clearedAt = 0;
     sequence.reset();

@@ -57,7 +57,7 @@ private:
         std::size_t answerBytes;
         Served served;
         const char* name;
-        // False: the command is refused, and the exchange with it.
+        // False: the command is refused, and whatever the answer holds is dropped.
         bool (LumenFirmware::*serve)(Arguments, Answer&);
 
         std::size_t packetBytes() const;
@@ -67,7 +67,8 @@ private:
     struct Readout;
 
     std::optional<Answer> packet(std::span<const std::uint8_t> bytes);
-    const char* problemWith(const Handler& handler, std::span<const std::uint8_t> bytes) const;
+    std::string formProblem(const Handler& handler, std::span<const std::uint8_t> bytes) const;
+    bool servesNow(const Handler& handler) const;
     Answer poll(std::span<const std::uint8_t> bytes);
     bool applicationRuns() const;
     bool clearing() const { return clock.now() < clearedAt; }

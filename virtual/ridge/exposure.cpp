@@ -89,6 +89,9 @@ bool RidgeFirmware::acceptable(const Readout& readout) const {
         problem = "the binning is not offered";
     else if (window.columns() == 0 || window.rows() == 0)
         problem = "the window is empty";
+    else if (window.x + window.width > model.sensor.width ||
+             window.y + window.height > model.lineCount())
+        problem = "the window leaves the sensor";
     else if (readout.timed() ? !sequence.isExposing() : !sequence.isExposed())
         problem = !readout.timed()       ? "nothing has been exposed"
                   : sequence.isExposed() ? "the host has timed the exposure, so that the code "

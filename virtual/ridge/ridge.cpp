@@ -101,7 +101,7 @@ void RidgeFirmware::reply(std::initializer_list<unsigned> words, Microseconds de
     std::vector<std::uint8_t> bytes;
     for (const unsigned word : words)
         appendU16le(bytes, word);
-    answer(std::move(bytes), clock.now() + delay);
+    answer(std::move(bytes), clock.now() + clock.reactionTime(delay));
 }
 
 // A word a character, closed by a zero word.
