@@ -1,24 +1,23 @@
 #!/bin/bash
 # SPDX-License-Identifier: LGPL-2.1-or-later
 #
-# Usage: make_image.sh CACHE OUTPUT UDEV_RULES PROGRAM...
+# Usage: make_image.sh CACHE OUTPUT UDEV_RULES EXPECTATIONS PROGRAM...
 #
 # Makes what a test machine boots from: OUTPUT/vmlinuz, the kernel that Debian ships, and
 # OUTPUT/initramfs, which holds all of the machine's files: a shell, the kernel's USB modules, udev
-# with the rules of the project, and the programs with every library they name.
+# with the rules of the project, what is expected of each camera, and the programs with every
+# library they name.
 set -euo pipefail
 
 here=$(dirname "$(readlink -f "$0")")
 cache=$1
 output=$2
 rules=$3
-shift 3
+expectations=$4
+shift 4
 
-kernel=$("$here/fetch_package.sh" "$cache" linux-image-amd64 './boot/vmlinuz-*' \
-    '*/usb-common.ko*' '*/usbcore.ko*' '*/usbip-core.ko*' '*/vhci-hcd.ko*')
-udev=$("$here/fetch_package.sh" "$cache" udev '*bin/udevadm' '*/50-udev-default.rules')
-# udevadm alone needs it; the other libraries it names are part of every Debian.
-kmod=$("$here/fetch_package.sh" "$cache" libkmod2 '*/libkmod.so.2*')
+fetched=$("$here/fetch_packages.sh" "$cache")
+{ read -r kernel && read -r udev && read -r kmod; } <<<"$fetched"
 
 rm -rf "$output"
 mkdir -p "$output"
@@ -72,6 +71,7 @@ cp "$rules" "$root/etc/udev/rules.d"
 ln -s ../run "$root/var/run"
 # It warns where there are no names of makers.
 touch "$root/usr/share/misc/usb.ids"
+cp "$expectations" "$root/expectations"
 cp -r "$here"/guest/* "$root"
 
 cp "$kernel"/boot/vmlinuz-* "$output/vmlinuz"

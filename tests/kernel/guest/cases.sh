@@ -6,18 +6,39 @@
 
 # Cameras' clocks run faster, so that their exposures and coolers take little time.
 speed=20
-# A readout takes more than half a minute, so that a camera is unplugged in the middle of one even
-# where the emulated processor needs many seconds for the picture itself.
-slow=0.02
+
+# slow_speed MODEL: at which it reads out for about 15 seconds, so that it can be unplugged in the
+# middle even where the emulated processor is slow.
+slow_speed() {
+    case $1 in
+    ridge-*) echo 0.035 ;;
+    glint-*) echo 0.004 ;;
+    *) echo 0.02 ;;
+    esac
+}
 
 # case_plugged MODEL: handed to the kernel by the program that plays the camera.
 case_plugged() {
     tavo-virtual --vhci --camera "$1" --speed $speed -- accept $speed "$1"
 }
 
-# case_attached MODEL: fetched over TCP by the tool that Debian ships.
+# case_attached MODEL: fetched over TCP by the tool that Debian ships. While the camera is read, the
+# kernel lets go of it, and then its program dies; what is plugged in last is a camera as any other.
 case_attached() {
-    tavo-virtual --usbip 127.0.0.1:3240 --camera "$1" --speed $speed -- attached accept $speed "$1"
+    slow=$(slow_speed "$1")
+    # Stopped, the program cannot finish the readout before usbip is loaded.
+    detach='kill -STOP $(cat /tmp/camera.pid); usbip detach -p 0; kill -CONT $(cat /tmp/camera.pid)'
+    serve "$1" "$slow" && attach &&
+        unplug_test "$detach" attach "kill -9 \$(cat /tmp/camera.pid)" "serve $1 $speed && attach" &&
+        accept $speed "$1"
+}
+
+# case_fault MODEL: the program that plays the camera unplugs it in the middle of a readout, which
+# takes more requests than all before it, and plugs it in again; what is plugged in then is a camera
+# as any other.
+case_fault() {
+    tavo-virtual --vhci --camera "$1" --speed $speed --fault unplug-after:400:10000 -- \
+        sh -c "unplug_test '' '' && accept $speed $1"
 }
 
 # case_two MODEL: two cameras at once, of which a program takes the second.
@@ -29,18 +50,6 @@ case_two() {
 # case_access MODEL
 case_access() {
     tavo-virtual --vhci --camera "$1" --speed $speed -- visit
-}
-
-# case_detach MODEL: the kernel lets go of the camera while it is read.
-case_detach() {
-    tavo-virtual --usbip 127.0.0.1:3240 --camera "$1" --speed $slow -- \
-        attached unplug_test "usbip detach -p 0" attach
-}
-
-# case_kill MODEL: the camera's program dies while it is read.
-case_kill() {
-    serve "$1" $slow && attach &&
-        unplug_test "kill -9 \$(cat /tmp/camera.pid)" "serve $1 $slow && attach"
 }
 
 # case_request_size MODEL, of images above 4 MiB
