@@ -88,6 +88,8 @@ private:
     }
 
     // link: bulk transport
+    unsigned nextReadLength(unsigned left) const;
+    bool bulkReadOnce(unsigned endpoint, unsigned length, unsigned char* data, unsigned* moved);
     bool bulkRead(unsigned endpoint, unsigned length, unsigned char* data);
     bool bulkWrite(unsigned endpoint, unsigned length, const unsigned char* data);
     bool bulkTransfer(unsigned code, bool replyPhase, unsigned subCode, unsigned paramA,
@@ -100,6 +102,9 @@ private:
     bool parInit(const unsigned char* table);
     bool parInit(unsigned mode);
     bool parIn(unsigned char* buffer, unsigned length);
+    bool parInWithLastByte(unsigned char* buffer, unsigned length);
+    bool requestParallel(unsigned length);
+    bool readParallel(std::span<std::uint8_t> data, std::span<std::uint8_t> last);
     bool parOut(const unsigned char* buffer, unsigned length);
 
     // link: on-board buses

@@ -79,9 +79,9 @@ bool TavoCameraImpl::fetchHeron(std::span<std::uint16_t> output) {
         trace::inside("copying buffer with precharge substraction %d x %d to %d, %d - %d, %d",
                       window.frameWidth, window.frameHeight, window.x, window.y, window.width,
                       window.height);
-    const auto staging = std::make_unique<std::uint16_t[]>(bytes / 2);
+    const auto staging = std::make_unique<std::uint16_t[]>(std::size_t{bytes} / 2 + 1);
     const std::span<const std::uint16_t> samples(staging.get(), bytes / 2);
-    const bool ok = parIn(asBytes(staging.get()), bytes);
+    const bool ok = parInWithLastByte(asBytes(staging.get()), bytes);
     if (prechargeSubtraction)
         tavo::subtractPrecharge(samples, window, prechargeOffset, output);
     else

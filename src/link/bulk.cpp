@@ -24,25 +24,38 @@ constexpr const char* kNoDevice = "LIBUSB_ERROR_NO_DEVICE";
 
 } // namespace
 
-// A short transfer is no error: the loop asks for the rest. With a maxPacketSize of 0 or less it
-// asks for nothing until the device fails.
+// How much of `left` bytes one transfer may ask for. With a maxPacketSize of 0 or less nothing is
+// asked for, until the device fails.
+unsigned TavoCameraImpl::nextReadLength(unsigned left) const {
+    constexpr std::int64_t kMost = std::numeric_limits<int>::max();
+    const std::int64_t most = std::min<std::int64_t>(maxPacketSize, left);
+    return static_cast<unsigned>(std::clamp<std::int64_t>(most, 0, kMost));
+}
+
+// One transfer. `moved` is told of a failed one, too.
+bool TavoCameraImpl::bulkReadOnce(unsigned endpoint, unsigned length, unsigned char* data,
+                                  unsigned* moved) {
+    *moved = 0;
+    if (!handle) {
+        trace::inside("libusb_bulk_transfer -> %s", kNoDevice);
+        return false;
+    }
+    const int wanted = static_cast<int>(length);
+    int transferred = 0;
+    const int r = libusb_bulk_transfer(handle, static_cast<unsigned char>(endpoint), data, wanted,
+                                       &transferred, bulkTimeout);
+    *moved = static_cast<unsigned>(std::clamp(transferred, 0, wanted));
+    if (r < 0)
+        trace::inside("libusb_bulk_transfer -> %s", libusb_error_name(r));
+    return r >= 0;
+}
+
+// A short transfer is no error: the loop asks for the rest.
 bool TavoCameraImpl::bulkRead(unsigned endpoint, unsigned length, unsigned char* data) {
     while (length > 0) {
-        if (!handle) {
-            trace::inside("libusb_bulk_transfer -> %s", kNoDevice);
+        unsigned moved = 0;
+        if (!bulkReadOnce(endpoint, nextReadLength(length), data, &moved))
             return false;
-        }
-        const std::int64_t most = std::min<std::int64_t>(maxPacketSize, length);
-        const int chunk =
-            static_cast<int>(std::clamp<std::int64_t>(most, 0, std::numeric_limits<int>::max()));
-        int transferred = 0;
-        const int r = libusb_bulk_transfer(handle, static_cast<unsigned char>(endpoint), data,
-                                           chunk, &transferred, bulkTimeout);
-        if (r < 0) {
-            trace::inside("libusb_bulk_transfer -> %s", libusb_error_name(r));
-            return false;
-        }
-        const auto moved = static_cast<unsigned>(std::clamp(transferred, 0, chunk));
         data += moved;
         length -= moved;
     }

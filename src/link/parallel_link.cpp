@@ -45,17 +45,46 @@ bool TavoCameraImpl::parInit(unsigned mode) {
     return ok;
 }
 
-// The link delivers one byte more than was asked for, which is dropped. What a failed read brought
-// is copied too; the caller learns of the failure from the result.
+// The link delivers one byte more than was asked for, which is dropped: so the transfer that brings
+// it goes through a buffer of its own, and all before it straight to the caller. Room for that one
+// is found before the camera is asked.
 bool TavoCameraImpl::parIn(unsigned char* buffer, unsigned length) {
-    const auto received = tavo::zeroedBuffer(std::size_t{length} + 1);
-    if (!received)
+    const unsigned all = length + 1;
+    const unsigned mostAtOnce = nextReadLength(all);
+    const std::size_t lastLength = mostAtOnce == 0 ? all : mostAtOnce;
+    const auto last = tavo::zeroedBuffer(lastLength);
+    if (!last)
         return false;
-    if (!bulkTransfer(request::kParallelIn, false, 0, length >> 16, length & 0xFFFF, nullptr,
-                      nullptr, 0, 0))
-        return false;
-    const bool ok = bulkRead(kInEndpoint, length + 1, received.get());
-    std::copy_n(received.get(), length, buffer);
+    return requestParallel(length) && readParallel({buffer, length}, {last.get(), lastLength});
+}
+
+bool TavoCameraImpl::requestParallel(unsigned length) {
+    return bulkTransfer(request::kParallelIn, false, 0, length >> 16, length & 0xFFFF, nullptr,
+                        nullptr, 0, 0);
+}
+
+// For callers that have room for the byte too many: nothing is copied.
+bool TavoCameraImpl::parInWithLastByte(unsigned char* buffer, unsigned length) {
+    return requestParallel(length) && bulkRead(kInEndpoint, length + 1, buffer);
+}
+
+// What a failed read does not bring is zeroed; the caller learns of the failure from the result.
+bool TavoCameraImpl::readParallel(std::span<std::uint8_t> data, std::span<std::uint8_t> last) {
+    bool ok = true;
+    for (unsigned left = static_cast<unsigned>(data.size()) + 1; ok && left > 0;) {
+        unsigned wanted = nextReadLength(left);
+        const bool isLast = wanted == left;
+        if (isLast)
+            wanted = std::min(wanted, static_cast<unsigned>(last.size()));
+        unsigned moved = 0;
+        ok = bulkReadOnce(kInEndpoint, wanted, isLast ? last.data() : data.data(), &moved);
+        const std::size_t kept = std::min<std::size_t>(moved, data.size());
+        if (isLast)
+            std::copy_n(last.begin(), kept, data.begin());
+        data = data.subspan(kept);
+        left -= moved;
+    }
+    std::fill(data.begin(), data.end(), std::uint8_t{0});
     return ok;
 }
 

@@ -65,6 +65,20 @@ TEST_F(Gain, ReadsThePairOfTheMode) {
     EXPECT_STREQ(camera->getLastError(), "No error");
 }
 
+TEST_F(Gain, OutputsAreOptionalOneByOne) {
+    usb().expect(together({reading(kBlock), reading(kBlock), reading(kBlock)}));
+    CapturedTrace trace;
+    EXPECT_TRUE(camera->getGain(&gain, nullptr));
+    EXPECT_EQ(gain, 5);
+    EXPECT_TRUE(trace.contains("<- TavoCameraImpl::getGain 1 -> 5, 0"));
+    EXPECT_TRUE(camera->getGain(nullptr, &offset));
+    EXPECT_EQ(offset, 512 - 0x101);
+    EXPECT_TRUE(trace.contains("<- TavoCameraImpl::getGain 1 -> 0, 255"));
+    EXPECT_TRUE(camera->getGain(nullptr, nullptr));
+    EXPECT_TRUE(trace.contains("<- TavoCameraImpl::getGain 1 -> 0, 0"));
+    expectFree();
+}
+
 TEST_F(Gain, RawOffsets) {
     struct Pair {
         unsigned raw;

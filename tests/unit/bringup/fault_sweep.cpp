@@ -3,15 +3,6 @@
 
 namespace tavo::test {
 
-int LosingScript::bulkOut(unsigned endpoint, std::span<const std::uint8_t> data) {
-    constexpr unsigned kRequestEndpoint = 0x04, kReplyEndpoint = 0x86;
-    if (endpoint == kRequestEndpoint) {
-        while (CameraScript::bulkIn(kReplyEndpoint, 1).result == 0) {
-        }
-    }
-    return CameraScript::bulkOut(endpoint, data);
-}
-
 std::size_t lengthOf(const Stretches& stretches) {
     std::size_t all = 0;
     for (const Stretch& stretch : stretches)

@@ -12,14 +12,6 @@ namespace tavo::test {
 
 inline constexpr Fault kAllFaults[]{kInputOutputError, kTimeout, kPipe, kNoDevice, kShortCount};
 
-// A camera whose reply is lost once the next request is made, as it is when the host did not
-// fetch it.
-class LosingScript : public CameraScript {
-public:
-    explicit LosingScript(CameraScript script) : CameraScript(std::move(script)) {}
-    int bulkOut(unsigned endpoint, std::span<const std::uint8_t> data) override;
-};
-
 enum class Effect {
     fatal,     // the operation fails
     tolerated, // it goes on

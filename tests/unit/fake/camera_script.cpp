@@ -201,4 +201,12 @@ Answer CameraScript::controlIn(const Row& request) {
              static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)}};
 }
 
+int LosingScript::bulkOut(unsigned endpoint, std::span<const std::uint8_t> data) {
+    if (endpoint == kRequestEndpoint) {
+        while (CameraScript::bulkIn(kReplyEndpoint, 1).result == 0) {
+        }
+    }
+    return CameraScript::bulkOut(endpoint, data);
+}
+
 } // namespace tavo::test

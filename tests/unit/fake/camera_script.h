@@ -84,6 +84,14 @@ private:
     std::size_t eepromPointer = 0;
 };
 
+// A camera whose reply is lost once the next request is made, as it is when the host did not
+// fetch it.
+class LosingScript : public CameraScript {
+public:
+    explicit LosingScript(CameraScript script) : CameraScript(std::move(script)) {}
+    int bulkOut(unsigned endpoint, std::span<const std::uint8_t> data) override;
+};
+
 // A camera whose open succeeds.
 CameraScript healthyCamera(CAMERA_TYPE type, const Description& description = {});
 

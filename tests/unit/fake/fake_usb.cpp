@@ -2,8 +2,9 @@
 #include "fake/fake_usb.h"
 
 #include <algorithm>
+#include <chrono>
 #include <gtest/gtest.h>
-#include <stdexcept>
+#include <thread>
 
 namespace tavo::test {
 namespace {
@@ -23,6 +24,23 @@ bool isIn(Call call) {
     return call == Call::bulkIn || call == Call::controlIn;
 }
 
+bool hasResult(Call call) {
+    return call != Call::refDevice && call != Call::unrefDevice && call != Call::closeDevice;
+}
+
+// A read is left at least one byte unless it is to have none, so that asking for the rest ends.
+std::size_t shortCount(std::size_t all, Call call, ShortCount count) {
+    const std::size_t one = std::min<std::size_t>(all, 1);
+    const std::size_t least = call == Call::bulkIn ? one : 0;
+    switch (count) {
+    case ShortCount::half: return std::max(all / 2, least);
+    case ShortCount::none: return 0;
+    case ShortCount::one: return one;
+    case ShortCount::allButOne: return std::max(all - one, least);
+    }
+    return 0;
+}
+
 } // namespace
 
 FakeUsb& usb() {
@@ -36,12 +54,17 @@ void FakeUsb::reset() {
     script.clear();
     position = 0;
     mismatched = strictMode = false;
-    responder = nullptr;
+    commonResponder = nullptr;
+    players.clear();
     queued.clear();
     held.clear();
     results.clear();
-    transferNumber = faultNumber = 0;
+    made = callNumber = faultNumber = 0;
+    limit.reset();
+    everyCallCounts = false;
+    struckCall.reset();
     transferTime = 0;
+    othersGetIn = false;
     plugged.clear();
     lastTransaction.reset();
 }
@@ -76,7 +99,12 @@ void FakeUsb::expectCalls(const Rows& rows) const {
 
 void FakeUsb::respondWith(Responder* player) {
     const std::lock_guard hold(guard);
-    responder = player;
+    commonResponder = player;
+}
+
+void FakeUsb::respondWith(libusb_device* device, Responder* player) {
+    const std::lock_guard hold(guard);
+    players[device] = {player, {}};
 }
 
 void FakeUsb::queueIn(unsigned endpoint, const Bytes& bytes) {
@@ -86,10 +114,28 @@ void FakeUsb::queueIn(unsigned endpoint, const Bytes& bytes) {
 
 void FakeUsb::failTransfer(std::size_t number, Fault kind, Repeat how) {
     const std::lock_guard hold(guard);
-    transferNumber = 0;
+    callNumber = 0;
     faultNumber = number;
+    everyCallCounts = false;
     fault = kind;
     repeat = how;
+    struckCall.reset();
+}
+
+void FakeUsb::failCall(std::size_t number, Fault kind, Repeat how) {
+    failTransfer(number, kind, how);
+    const std::lock_guard hold(guard);
+    everyCallCounts = true;
+}
+
+std::optional<Call> FakeUsb::struck() const {
+    const std::lock_guard hold(guard);
+    return struckCall;
+}
+
+std::size_t FakeUsb::callCount() const {
+    const std::lock_guard hold(guard);
+    return callNumber;
 }
 
 void FakeUsb::answer(Call call, int result) {
@@ -124,7 +170,19 @@ std::size_t FakeUsb::transferCount() const {
 void FakeUsb::forgetCalls() {
     const std::lock_guard hold(guard);
     recorded.clear();
-    transferNumber = 0;
+    made = callNumber = 0;
+}
+
+void FakeUsb::countOnly(std::size_t most) {
+    const std::lock_guard hold(guard);
+    recorded.clear();
+    made = 0;
+    limit = most;
+}
+
+int FakeUsb::openHandles() const {
+    const std::lock_guard hold(guard);
+    return handlesOpen;
 }
 
 void FakeUsb::advanceClock(std::int64_t microseconds) {
@@ -135,6 +193,16 @@ void FakeUsb::advanceClock(std::int64_t microseconds) {
 void FakeUsb::eachTransferTakes(std::int64_t microseconds) {
     const std::lock_guard hold(guard);
     transferTime = microseconds;
+}
+
+void FakeUsb::letOthersIn() {
+    othersGetIn = true;
+}
+
+void FakeUsb::afterTransfer() const {
+    constexpr std::chrono::microseconds kMoment{20};
+    if (othersGetIn)
+        std::this_thread::sleep_for(kMoment);
 }
 
 std::int64_t FakeUsb::clock() const {
@@ -159,8 +227,11 @@ void FakeUsb::plug(std::vector<std::pair<std::uint16_t, std::uint16_t>> vendorAn
 }
 
 void FakeUsb::record(const Row& row) {
-    if (recorded.size() >= (mismatched ? kMostCallsAfterMismatch : kMostCalls))
-        throw std::runtime_error("the library calls without end");
+    if (made >= limit.value_or(mismatched ? kMostCallsAfterMismatch : kMostCalls))
+        throw EndlessCalls();
+    ++made;
+    if (limit)
+        return;
     recorded.push_back(row);
     if (row.call == Call::bulkIn && recorded.back().data.size() > kBytesKept)
         recorded.back().data.resize(kBytesKept);
@@ -196,6 +267,10 @@ int FakeUsb::simple(Call call) {
     const std::lock_guard hold(guard);
     Row row = tavo::test::device(call);
     record(row);
+    if (call == Call::closeDevice)
+        --handlesOpen;
+    if (everyCallCounts && hasResult(call) && strikes(call) && fault.error != 0)
+        return fault.error;
     if (strictMode) {
         const Row* expected = next(row);
         return expected ? expected->result : LIBUSB_ERROR_OTHER;
@@ -215,32 +290,29 @@ FakeUsb::Plan FakeUsb::planFromRow(const Row& row, const Row& expected) const {
     return planned;
 }
 
-FakeUsb::Plan FakeUsb::planFromResponder(const Row& row) {
+FakeUsb::Plan FakeUsb::planFromResponder(const Row& row, Responder& responder) {
     if (row.call == Call::bulkOut)
-        return {responder->bulkOut(row.endpoint, row.data), row.length, {}};
+        return {responder.bulkOut(row.endpoint, row.data), row.length, {}};
     if (row.call == Call::controlOut)
-        return {responder->controlOut(row), row.length, {}};
-    Bytes& left = held[row.endpoint];
+        return {responder.controlOut(row), row.length, {}};
+    Bytes& left = held[{&responder, row.endpoint}];
     Answer answer;
     if (!left.empty()) {
         answer.data.assign(left.begin(), left.begin() + static_cast<std::ptrdiff_t>(
                                                             std::min(left.size(), row.length)));
         left.erase(left.begin(), left.begin() + static_cast<std::ptrdiff_t>(answer.data.size()));
     } else {
-        answer = row.call == Call::bulkIn ? responder->bulkIn(row.endpoint, row.length)
-                                          : responder->controlIn(row);
+        answer = row.call == Call::bulkIn ? responder.bulkIn(row.endpoint, row.length)
+                                          : responder.controlIn(row);
     }
     return {std::min(answer.result, 0), answer.data.size(), answer.data};
 }
 
-// About half of the bytes arrive; the rest of a bulk read waits for the next one.
-FakeUsb::Plan FakeUsb::shortened(Plan full, const Row& row) {
-    const std::size_t all = full.moved;
-    full.moved = row.call == Call::bulkIn
-                     ? std::max<std::size_t>(all / 2, std::min<std::size_t>(all, 1))
-                     : all / 2;
+// The rest of a bulk read waits for the next one.
+FakeUsb::Plan FakeUsb::shortened(Plan full, const Row& row, const Responder* responder) {
+    full.moved = shortCount(full.moved, row.call, fault.count);
     if (row.call == Call::bulkIn && responder && full.data.size() > full.moved) {
-        Bytes& left = held[row.endpoint];
+        Bytes& left = held[{responder, row.endpoint}];
         left.insert(left.begin(), full.data.begin() + static_cast<std::ptrdiff_t>(full.moved),
                     full.data.end());
     }
@@ -248,11 +320,19 @@ FakeUsb::Plan FakeUsb::shortened(Plan full, const Row& row) {
     return full;
 }
 
-FakeUsb::Plan FakeUsb::plan(const Row& row) {
-    ++transferNumber;
+// Whether the call that is made now meets the fault.
+bool FakeUsb::strikes(Call call) {
+    ++callNumber;
     const bool faulty =
-        faultNumber != 0 && (transferNumber == faultNumber ||
-                             (repeat == Repeat::fromThenOn && transferNumber > faultNumber));
+        faultNumber != 0 &&
+        (callNumber == faultNumber || (repeat == Repeat::fromThenOn && callNumber > faultNumber));
+    if (faulty && !struckCall)
+        struckCall = call;
+    return faulty;
+}
+
+FakeUsb::Plan FakeUsb::plan(const Row& row, Responder* responder) {
+    const bool faulty = strikes(row.call);
     if (faulty && fault.error != 0)
         return {fault.error, 0, {}};
     Plan planned{0, row.length, {}};
@@ -260,7 +340,7 @@ FakeUsb::Plan FakeUsb::plan(const Row& row) {
         const Row* expected = next(row);
         planned = expected ? planFromRow(row, *expected) : Plan{LIBUSB_ERROR_OTHER, 0, {}};
     } else if (responder) {
-        planned = planFromResponder(row);
+        planned = planFromResponder(row, *responder);
     } else if (isIn(row.call)) {
         auto& queue = queued[row.endpoint];
         planned.data.assign(row.length, 0);
@@ -269,16 +349,18 @@ FakeUsb::Plan FakeUsb::plan(const Row& row) {
             queue.pop_front();
         }
     }
-    return faulty && planned.result >= 0 ? shortened(planned, row) : planned;
+    return faulty && planned.result >= 0 ? shortened(planned, row, responder) : planned;
 }
 
-int FakeUsb::transfer(Row& row, unsigned char* data, int* moved) {
+int FakeUsb::transfer(libusb_device_handle* handle, Row& row, unsigned char* data, int* moved) {
     const std::lock_guard hold(guard);
+    const auto player = players.find(handle ? handle->opened : nullptr);
     now += transferTime;
     if (!isIn(row.call))
         row.data.assign(data, data + row.length);
     checkTransaction(row);
-    const Plan planned = plan(row);
+    const Plan planned =
+        plan(row, player == players.end() ? commonResponder : player->second.responder);
     if (isIn(row.call)) {
         std::copy_n(planned.data.begin(), std::min(planned.data.size(), row.length), data);
         row.data = planned.data;
@@ -313,8 +395,11 @@ int FakeUsb::open(libusb_device* opened, libusb_device_handle** result) {
     const int code = simple(Call::openDevice);
     if (code < 0)
         return code;
-    openHandle.opened = opened;
-    *result = &openHandle;
+    const std::lock_guard hold(guard);
+    ++handlesOpen;
+    const auto player = players.find(opened);
+    *result = player == players.end() ? &openHandle : &player->second.handle;
+    (*result)->opened = opened;
     return code;
 }
 

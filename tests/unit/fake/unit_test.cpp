@@ -1,10 +1,22 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "fake/unit_test.h"
 
+#include <csignal>
+#include <unistd.h>
+
 namespace tavo::test {
 namespace {
 
 constexpr int kDefaultBulkTimeout = 30000;
+
+// No test takes a tenth of it. One that waits for a lock that nobody frees would wait for ever.
+constexpr unsigned kPatience = 100; // seconds
+
+void giveUp(int) {
+    constexpr char kText[] = "the test waits for what never comes; is a lock still held?\n";
+    const ssize_t written = write(STDERR_FILENO, kText, sizeof kText - 1);
+    _exit(written > 0 ? 1 : 2);
+}
 
 void resetSettings() {
     TavoDebug = 0;
@@ -16,12 +28,15 @@ void resetSettings() {
 
 UnitTest::UnitTest() {
     GTEST_FLAG_SET(death_test_style, "fast");
+    std::signal(SIGALRM, giveUp);
+    alarm(kPatience);
     usb().reset();
     setFirmware({});
     resetSettings();
 }
 
 UnitTest::~UnitTest() {
+    alarm(0);
     usb().reset();
     resetSettings();
     resetTraceDepth();

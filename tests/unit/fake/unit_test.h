@@ -2,7 +2,7 @@
 //
 // The fixture of all unit tests: a fresh fake, and afterwards the checks that hold for every
 // operation - the conversation is over, the trace is balanced - and the process-wide settings as
-// they were.
+// they were. A test that hangs ends the program.
 #pragma once
 
 #include "fake/camera_peer.h"

@@ -63,6 +63,56 @@ TEST_F(ParallelLinkTest, InCopiesWhatAFailedReadBrought) {
     EXPECT_EQ(buffer, (std::array<unsigned char, 4>{1, 2, 0, 0}));
 }
 
+TEST_F(ParallelLinkTest, InBringsItsLastPacketInPieces) {
+    peer.maxPacketSize() = 4;
+    usb().expect({frame({.code = 9, .b = 6}), in(0x88, {1, 2, 3, 4}), in(0x88, {5, 6, 7}).moving(1),
+                  in(0x88, {6, 7}).moving(1), in(0x88, {7})});
+    std::array<unsigned char, 7> buffer{9, 9, 9, 9, 9, 9, 9};
+    EXPECT_TRUE(peer.parIn(buffer.data(), 6U));
+    EXPECT_EQ(buffer, (std::array<unsigned char, 7>{1, 2, 3, 4, 5, 6, 9}));
+}
+
+// The camera's byte too many may be all that is missing.
+TEST_F(ParallelLinkTest, InEndsWithAPacketOfTheDroppedByteAlone) {
+    peer.maxPacketSize() = 2;
+    usb().expect({frame({.code = 9, .b = 4}), in(0x88, {1, 2}), in(0x88, {3, 4}),
+                  in(0x88, {5}).failing(LIBUSB_ERROR_IO)});
+    std::array<unsigned char, 5> buffer{9, 9, 9, 9, 9};
+    EXPECT_FALSE(peer.parIn(buffer.data(), 4U));
+    EXPECT_EQ(buffer, (std::array<unsigned char, 5>{1, 2, 3, 4, 9}));
+}
+
+// Answers with zeros, and changes the packet size when asked for data.
+class PacketSizeChange : public Responder {
+public:
+    explicit PacketSizeChange(TavoCameraImpl& cameraToChange) : camera(cameraToChange) {}
+    int bulkOut(unsigned, std::span<const std::uint8_t>) override { return 0; }
+    Answer bulkIn(unsigned, std::size_t wanted) override {
+        camera.setParam(MAX_PACKET_SIZE, 100);
+        lengths.push_back(wanted);
+        return {0, Bytes(wanted, 5)};
+    }
+    int controlOut(const Row&) override { return 0; }
+    Answer controlIn(const Row&) override { return {}; }
+
+    TavoCameraImpl& camera;
+    std::vector<std::size_t> lengths;
+};
+
+TEST_F(ParallelLinkTest, InOutlivesPacketsThatGrowMeanwhile) {
+    for (const long size : {2L, 0L}) {
+        camera->setParam(MAX_PACKET_SIZE, size);
+        PacketSizeChange responder(*camera);
+        usb().respondWith(&responder);
+        std::array<unsigned char, 7> buffer{};
+        EXPECT_TRUE(peer.parIn(buffer.data(), 6U));
+        EXPECT_EQ(buffer, (std::array<unsigned char, 7>{5, 5, 5, 5, 5, 5, 0}));
+        EXPECT_EQ(responder.lengths, size == 0 ? (std::vector<std::size_t>{0, 7})
+                                               : (std::vector<std::size_t>{2, 2, 2, 1}));
+        usb().respondWith(nullptr);
+    }
+}
+
 TEST_F(ParallelLinkTest, OutIsCommitted) {
     usb().expect({out(0x02, {1, 2, 3}), frame({.code = 10, .flag = true}), inZeros(0x86, 4)});
     const std::array<unsigned char, 3> data{1, 2, 3};
