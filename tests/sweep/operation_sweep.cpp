@@ -1,0 +1,256 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "operation_sweep.h"
+
+#include "allocator.h"
+#include "trace_log.h"
+
+#include <algorithm>
+#include <new>
+
+namespace tavo::sweep {
+namespace {
+
+using test::Repeat;
+using test::ShortCount;
+using test::usb;
+
+constexpr const char* kUntouched = "untouched";
+
+// Sanitizers make a run many times slower: there the calls of a long operation meet the faults in
+// turn, beside the one that all are held against.
+#if defined(TAVO_SANITIZED)
+constexpr bool kInTurn = true;
+#else
+constexpr bool kInTurn = false;
+#endif
+constexpr std::size_t kLong = 50; // calls
+constexpr std::size_t kTurns = 4;
+
+// Whether it succeeds, and comes back at all.
+template <typename Action>
+bool ends(Action action) {
+    try {
+        return action();
+    } catch (const test::EndlessCalls&) {
+        return false;
+    }
+}
+
+} // namespace
+
+OperationSweep::OperationSweep(CAMERA_TYPE swept, const Operation& sweptOperation)
+    : type(swept), operation(sweptOperation) {
+    tally.operation = operation.name;
+    tally.family = test::familyName(type);
+}
+
+bool OperationSweep::Outcome::sameEffect(const Outcome& other) const {
+    return end == other.end && ok == other.ok && text == other.text && state == other.state &&
+           output == other.output;
+}
+
+bool OperationSweep::served() const {
+    return std::find(operation.served.begin(), operation.served.end(), type) !=
+           operation.served.end();
+}
+
+void OperationSweep::finding(const Failure& failure, const std::string& what) {
+    report(tally, std::string(operation.name) + " of " + tally.family + ", " + describe(failure) +
+                      ": " + what);
+}
+
+Tally OperationSweep::run() {
+    if (!startOver()) {
+        finding({}, "no camera");
+        return tally;
+    }
+    learnPeace();
+    for (const bool traced : {false, true})
+        sweepCalls(traced);
+    for (const Repeat repeat : kRepeats)
+        sweepAllocations({.victim = Victim::allocation, .repeat = repeat, .traced = true});
+    return tally;
+}
+
+bool OperationSweep::startOver() {
+    bench.reset(); // two would share the fake
+    bench = std::make_unique<Bench>(type);
+    return ends([&] { return bench->open(); });
+}
+
+// What the operation does to a healthy camera, and what an image then looks like.
+void OperationSweep::learnPeace() {
+    nowTrying(std::string(operation.name) + " of " + tally.family + ", without a fault");
+    bench->heal();
+    if (!bench->requestImage() || !bench->fetchImage(peacefulImage))
+        finding({}, "no image");
+    peace = attempt({});
+    tally.calls = peace.calls;
+    tally.allocations = peace.allocations;
+    const bool ok = served() || operation.refusalIsSuccess;
+    if (peace.ok != ok)
+        finding({}, ok ? "failed" : "succeeded");
+    if (served() && peace.text)
+        finding({}, std::string("left the text ") + peace.text);
+    if (!served() &&
+        (operation.refusal ? !peace.text || peace.text != std::string(operation.refusal)
+                           : peace.text != nullptr))
+        finding({}, "left another text than that of a refusal");
+    if (peace.state != (served() ? operation.succeeded : operation.failed))
+        finding({}, "left another state");
+    if (peace.left != 0)
+        finding({}, "leaked");
+    if (!rest() || !takeImage())
+        finding({}, "no image after it");
+}
+
+void OperationSweep::sweepCalls(bool traced) {
+    for (const Repeat repeat : kRepeats) {
+        Failure failure{.victim = Victim::call, .number = 1, .repeat = repeat, .traced = traced};
+        while (sweepCall(failure))
+            ++failure.number;
+    }
+}
+
+// Lets one call fail in every way; false when there is no such call any more.
+bool OperationSweep::sweepCall(Failure failure) {
+    std::optional<Outcome> first;
+    bool any = false;
+    for (const test::Fault& fault : kEveryFault) {
+        const auto which = static_cast<std::size_t>(&fault - &kEveryFault[0]);
+        if (kInTurn && peace.calls > kLong && which != 0 &&
+            which % kTurns != failure.number % kTurns)
+            continue;
+        // The trace has to do with what failed, not how.
+        const bool tracedToo = fault.error == -1 || fault.count == ShortCount::half;
+        if (failure.traced && !tracedToo)
+            continue;
+        failure.fault = fault;
+        const Outcome outcome = attempt(failure);
+        if (!outcome.struck) {
+            if (!outcome.sameEffect(peace))
+                finding(failure, "nothing failed, and yet it was another run");
+            if (!rest())
+                finding(failure, "did not come to rest");
+            continue;
+        }
+        any = true;
+        ++tally.callFaults;
+        check(failure, outcome);
+        if (fault.error == 0)
+            checkShortCount(failure, outcome);
+        else if (!first)
+            first = outcome;
+        else if (!outcome.sameEffect(*first) || outcome.calls != first->calls)
+            finding(failure, std::string("not what ") + kEveryFault[0].name + " does");
+        recover(failure, outcome);
+    }
+    return any;
+}
+
+void OperationSweep::sweepAllocations(Failure failure) {
+    for (failure.number = 1;; ++failure.number) {
+        const Outcome outcome = attempt(failure);
+        if (!outcome.struck) {
+            if (!rest())
+                finding(failure, "did not come to rest");
+            return;
+        }
+        ++tally.allocationFaults;
+        check(failure, outcome);
+        recover(failure, outcome);
+    }
+}
+
+State OperationSweep::state() {
+    test::CameraPeer peer = bench->peer();
+    return {.open = peer.handle() != nullptr,
+            .exposing = peer.exposureStarted(),
+            .pending = peer.readoutPending(),
+            .lockFree = peer.lockIsFree()};
+}
+
+OperationSweep::Outcome OperationSweep::attempt(const Failure& failure) {
+    Outcome outcome;
+    nowTrying(std::string(operation.name) + " of " + tally.family + ", " + describe(failure));
+    bench->heal();
+    if (!operation.prepare(*bench))
+        finding(failure, "could not be prepared");
+    bench->peer().lastError() = kUntouched;
+    usb().countOnly(10 * peace.calls + 3000);
+    usb().failCall(failure.victim == Victim::call ? failure.number : 0, failure.fault,
+                   failure.repeat);
+    {
+        const CountedTrace trace(failure.traced);
+        const WatchedMemory memory(failure.victim == Victim::allocation ? failure.number : 0,
+                                   failure.repeat);
+        try {
+            outcome.ok = operation.run(bench->camera(), outcome.output);
+        } catch (const test::EndlessCalls&) {
+            outcome.end = End::endless;
+        } catch (const std::bad_alloc&) {
+            outcome.end = End::badAlloc;
+        } catch (...) {
+            outcome.end = End::otherException;
+        }
+        outcome.left = memory.left();
+        outcome.allocations = memory.asked();
+        outcome.struck = memory.refused() > 0;
+        outcome.traceBalance = trace.balance();
+    }
+    outcome.calls = usb().callCount();
+    outcome.struckCall = usb().struck();
+    outcome.struck = outcome.struck || outcome.struckCall.has_value();
+    if (bench->peer().lastError() != kUntouched)
+        outcome.text = bench->peer().lastError();
+    outcome.state = state();
+    return outcome;
+}
+
+bool OperationSweep::rest() {
+    bench->heal();
+    return ends([&] {
+        Image image{};
+        const State now = state();
+        const bool ok = (!now.pending || bench->fetchImage(image)) &&
+                        (!now.exposing || bench->camera().abortExposure()) &&
+                        (now.open || bench->open());
+        bench->usualModes();
+        return ok && state() == State{};
+    });
+}
+
+bool OperationSweep::takeImage() {
+    bench->heal();
+    return ends([&] {
+        Image image{};
+        return bench->requestImage() && bench->fetchImage(image) && image == peacefulImage &&
+               state() == State{};
+    });
+}
+
+// The same object goes on. Where a fault left the operation done, an image that it asked for comes.
+void OperationSweep::recover(const Failure& failure, const Outcome& outcome) {
+    // It never came back, or went without freeing the lock: nobody can go on with this object.
+    const bool stuck = !outcome.state.lockFree && !outcome.state.pending;
+    if (outcome.end == End::endless || stuck) {
+        if (!startOver())
+            finding(failure, "no other camera");
+        return;
+    }
+    if (outcome.state.pending) {
+        Image image{};
+        bench->heal();
+        if (!bench->fetchImage(image) || image != peacefulImage)
+            finding(failure, "the image that was asked for does not come");
+    }
+    const Outcome again = attempt({});
+    if (!again.sameEffect(peace))
+        finding(failure, "the next run, without a fault, is another one");
+    if (!rest())
+        finding(failure, "did not come to rest");
+    if (!takeImage())
+        finding(failure, "no image after it");
+}
+
+} // namespace tavo::sweep
