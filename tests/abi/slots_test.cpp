@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <limits>
 #include <new>
 #include <string>
 
@@ -154,7 +155,8 @@ TEST_F(Slots, OfLifeAndParameters) {
     expectOperation(2, "open");
     call<void>(3);
     EXPECT_EQ(note, "close");
-    expectOperation(4, "setParam 3 1099511627776", MAX_PACKET_SIZE, 1099511627776L);
+    constexpr long kLargest = std::numeric_limits<long>::max();
+    expectOperation(4, "setParam 3 " + std::to_string(kLargest), MAX_PACKET_SIZE, kLargest);
     EXPECT_EQ(call<long>(5, QUICKER_READ_CCD_DELAY), 20);
     EXPECT_EQ(note, "getParam");
 }

@@ -1,0 +1,5 @@
+# SPDX-License-Identifier: LGPL-2.1-or-later
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(triplet aarch64-linux-gnu)
+set(emulator qemu-aarch64)
+include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)
