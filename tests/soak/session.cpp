@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <sstream>
 #include <stdexcept>
 
 #include <sys/wait.h>
@@ -20,11 +21,28 @@ using std::chrono::milliseconds;
 
 // How long a call may take with faults; then without them; and then without the camera. All of
 // the driver's pauses and time-outs are shortened, so these are minutes of a real camera.
-constexpr milliseconds kPatience{3000}, kPatienceWithoutFaults{12000}, kPatienceUnplugged{8000};
+constexpr milliseconds kPatience{3000}, kPatienceWithoutFaults{40000}, kPatienceUnplugged{20000};
 constexpr int kTick = 20; // milliseconds
 
 std::string referencePath(const SessionOptions& options, const std::string& model) {
     return options.references + "/" + model + ".picture";
+}
+
+std::string lastLines(const std::string& text) {
+    constexpr std::size_t kMost = 4000;
+    if (text.size() <= kMost)
+        return text;
+    return text.substr(text.find('\n', text.size() - kMost) + 1);
+}
+
+// What is no line of the driver's trace, which begins with a blank or an arrow.
+std::string untraced(const std::string& text) {
+    std::string rest;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        if (!line.starts_with(" ") && !line.starts_with("-> ") && !line.starts_with("<- "))
+            rest += line + "\n";
+    return rest;
 }
 
 // A program on a stage, watched until it ends.
@@ -34,7 +52,8 @@ public:
         : plan(plan_), options(options_), stage(stage_), record(record_) {}
 
     // `mode` is what the program is to do: "use", "heal" or "reference".
-    End run(const std::string& mode) {
+    End run(const std::string& mode_) {
+        mode = mode_;
         Application application({options.program, mode, std::to_string(plan.seed),
                                  referencePath(options, plan.model),
                                  options.trace ? "trace" : "quiet"},
@@ -131,8 +150,10 @@ private:
             return End::hung;
         }
         if (WIFEXITED(status) && WEXITSTATUS(status) == 0) {
-            if (!errors.empty())
-                tell("says on standard error: " + errors);
+            if (!record.healthy && mode != "reference")
+                tell("the last that it said:\n" + lastLines(errors));
+            else if (const std::string odd = untraced(errors); !odd.empty())
+                tell("says on standard error: " + odd);
             return End::finished;
         }
         if (WIFEXITED(status) && says("Assertion \"tempSensorType!=0\" failed"))
@@ -160,7 +181,7 @@ private:
     Stage& stage;
     Record& record;
     Clock::time_point begin, callBegan;
-    std::string call;
+    std::string mode, call;
     Step step = Step::withFaults;
     bool isHealing = false, hasPulled = false;
 };

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -181,7 +182,11 @@ Reference learn(WatchedCamera& camera, Host& host) {
 
 bool isHealthy(WatchedCamera& camera, Host& host, const Reference& reference) {
     // Opening reads, too.
-    if (!camera.setParameter(MAX_PACKET_SIZE, 1 << 20) || !camera.open()) {
+    camera.setParameter(MAX_PACKET_SIZE, 1 << 20);
+    const unsigned char traced = std::exchange(TavoDebug, 1); // what fails here is to tell why
+    const bool isOpen = camera.open();
+    TavoDebug = traced;
+    if (!isOpen) {
         host.finding("health: the camera does not open");
         return false;
     }
@@ -201,7 +206,7 @@ bool isHealthy(WatchedCamera& camera, Host& host, const Reference& reference) {
     constexpr Tolerance kTimed{0.8, 150};
     ok = expectLike(host, "timed exposure", takeTimed(camera), reference, kTimed) && ok;
     // The computer's load lengthens what the host times.
-    constexpr Tolerance kLong{0.6, 20000};
+    constexpr Tolerance kLong{0.4, 20000};
     if (camera.capabilities().supportsLongExposure)
         ok = expectLike(host, "long exposure", takeLong(camera), reference, kLong) && ok;
     camera.close();

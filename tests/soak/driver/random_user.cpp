@@ -221,7 +221,7 @@ void RandomUser::changeAnything() {
 
 void RandomUser::changeParameter() {
     constexpr long kSizes[] = {512, 1024, 4096, 65536, 1 << 20, 1 << 22, 0x1800000};
-    constexpr long kOddSizes[] = {1, 63, 511, 1000};
+    constexpr long kOddSizes[] = {511, 1000, 4095};
     switch (dice.below(6)) {
     case 0: camera->setParameter(QUICKER_START_EXPOSURE_DELAY, dice.below(300000)); return;
     case 1: camera->setParameter(QUICKER_READ_CCD_DELAY, dice.below(300000)); return;

@@ -17,11 +17,14 @@ namespace {
 
 std::atomic<bool> isShort{true};
 
-// Milliseconds; 0 stays without limit. Shorter ones would be over before a sound camera answers.
-unsigned shortened(unsigned timeout) {
-    constexpr double kShortest = 25;
-    if (!isShort || timeout == 0)
+// Milliseconds; 0 stays without limit.
+unsigned changed(unsigned timeout) {
+    constexpr double kShortest = 25;        // a sound camera answers by then, as a rule
+    constexpr unsigned kAlwaysEnough = 500; // also while the computer is busy with other things
+    if (timeout == 0)
         return timeout;
+    if (!isShort)
+        return std::max(kAlwaysEnough, timeout);
     return static_cast<unsigned>(std::max(kShortest, timeout / tavo::soak::kSpeed));
 }
 
@@ -49,7 +52,7 @@ int LIBUSB_CALL libusb_bulk_transfer(libusb_device_handle* handle, unsigned char
                                      unsigned char* data, int length, int* moved,
                                      unsigned timeout) {
     static const auto real = next("libusb_bulk_transfer", &libusb_bulk_transfer);
-    return real(handle, endpoint, data, length, moved, shortened(timeout));
+    return real(handle, endpoint, data, length, moved, changed(timeout));
 }
 
 int LIBUSB_CALL libusb_control_transfer(libusb_device_handle* handle, std::uint8_t type,
@@ -57,6 +60,6 @@ int LIBUSB_CALL libusb_control_transfer(libusb_device_handle* handle, std::uint8
                                         std::uint16_t index, unsigned char* data,
                                         std::uint16_t length, unsigned timeout) {
     static const auto real = next("libusb_control_transfer", &libusb_control_transfer);
-    return real(handle, type, request, value, index, data, length, shortened(timeout));
+    return real(handle, type, request, value, index, data, length, changed(timeout));
 }
 }

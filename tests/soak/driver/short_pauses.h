@@ -7,7 +7,8 @@
 
 namespace tavo::soak {
 
-// Whether transfers time out early. Where nothing is to go wrong a busy computer must not make it.
+// Whether transfers time out early. Where nothing is to go wrong a busy computer must not make it:
+// otherwise the shortest are lengthened instead.
 void shortenTimeouts(bool shorten);
 
 } // namespace tavo::soak
