@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 //
 // Bus and libusb live in this one process, which has to run under umockdev's preload library. The
-// program starts itself again under it, so that it can be called like any other test.
+// program starts itself again under it, so that it can be called like any other test. Testbeds go
+// to a directory of its own: every bus that starts cleans up behind dead ones, and tests that
+// leave some on purpose run beside others.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include <unistd.h>
 
@@ -36,5 +40,14 @@ int main(int argc, char** argv) {
         return 1;
     }
     testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    std::string directory = std::filesystem::temp_directory_path() / "bus-test.XXXXXX";
+    if (!mkdtemp(directory.data())) {
+        std::perror("cannot make a directory for the testbeds");
+        return 1;
+    }
+    setenv("TMPDIR", directory.c_str(), 1);
+    const int status = RUN_ALL_TESTS();
+    std::error_code ignored;
+    std::filesystem::remove_all(directory, ignored);
+    return status;
 }

@@ -127,9 +127,12 @@ TEST_F(UnplugTest, DeviceComesBackResetUnderANewNumber) {
     EXPECT_TRUE(numbersNow().empty());
     ASSERT_TRUE(awaitReturn());
     handle.reset();
-    libusb_exit(context);
-    ASSERT_EQ(libusb_init(&context), 0);
-    handle = openReady();
+    // It is listed a moment before it can be spoken to.
+    for (int i = 0; i < 500 && !handle; ++i) {
+        libusb_exit(context);
+        ASSERT_EQ(libusb_init(&context), 0);
+        handle = openReady();
+    }
     ASSERT_TRUE(handle);
     Bytes state(2);
     EXPECT_EQ(query(handle, kReadState, state), 2);
