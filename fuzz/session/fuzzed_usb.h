@@ -12,7 +12,7 @@ namespace tavo::fuzz {
 
 class FuzzedUsb {
 public:
-    FuzzedUsb(Input& input, test::CameraScript& script, libusb_device* device);
+    FuzzedUsb(Input& input, test::CameraScript& script, libusb_device* device, CAMERA_TYPE type);
     ~FuzzedUsb();
     FuzzedUsb(const FuzzedUsb&) = delete;
     FuzzedUsb& operator=(const FuzzedUsb&) = delete;
@@ -35,12 +35,14 @@ private:
 
     Step next();
     Step departure(unsigned kind);
+    bool isImage(const test::Row& row) const;
     int healthy(test::Row& row, test::Bytes& data);
     int answered(Step step, test::Row& row, test::Bytes& data);
 
     Input& input;
     test::CameraScript& script;
     libusb_device* cameraDevice;
+    CAMERA_TYPE family;
     std::size_t healthyLeft = 0;
     std::size_t calls = 0;
     int error = 0;

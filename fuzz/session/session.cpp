@@ -308,7 +308,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool traced = input.flag();
     auto script = tavo::test::healthyCamera(type, describe(input, type));
     libusb_device device{.vendor = 0x0547, .product = static_cast<std::uint16_t>(productOf(type))};
-    FuzzedUsb usb(input, script, &device);
+    FuzzedUsb usb(input, script, &device, type);
     const tavo::fuzz::WatchedProcess process(kLargestArray);
     if (!traced) {
         play(input, usb, type);

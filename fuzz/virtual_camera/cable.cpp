@@ -11,8 +11,9 @@ using tavo::virtualusb::Reply;
 
 namespace tavo::fuzz {
 namespace {
+constexpr std::uint8_t kRequests = 0x04;
 Cable* current = nullptr;
-}
+} // namespace
 
 Cable* cable() {
     return current;
@@ -83,10 +84,14 @@ Answer copied(const Reply& reply, unsigned char* data) {
 
 int Cable::bulk(std::uint8_t endpoint, unsigned char* data, std::uint32_t length,
                 std::uint32_t milliseconds) {
+    if ((endpoint & LIBUSB_ENDPOINT_IN) != 0)
+        return settle(endpoint, milliseconds,
+                      [&] { return copied(checkedRead(device, endpoint, length), data); });
+    std::vector<std::uint8_t> out(data, data + length);
+    if (endpoint == kRequests && length > 1)
+        out[1] = ++transaction;
     return settle(endpoint, milliseconds, [&]() -> Answer {
-        if ((endpoint & LIBUSB_ENDPOINT_IN) != 0)
-            return copied(checkedRead(device, endpoint, length), data);
-        return {device.bulkOut(endpoint, {data, length}), static_cast<int>(length)};
+        return {device.bulkOut(endpoint, out), static_cast<int>(length)};
     });
 }
 

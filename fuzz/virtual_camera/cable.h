@@ -45,6 +45,9 @@ private:
     virtualcamera::ManualClock& clock;
     std::uint64_t& hostTime;
     unsigned left = 0;
+    // The driver's own numbers go on for the life of the process; an input has to mean the same
+    // every time.
+    std::uint8_t transaction = 0;
 };
 
 // The one that the functions of libusb end in.

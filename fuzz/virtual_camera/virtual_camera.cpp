@@ -331,7 +331,7 @@ Model modelOf(Input& input, const tavo::virtualcamera::CameraFamily& family) {
     model.samplesPerPixel = 1 + input.below(2);
     model.mount.driftX = input.u8() / 25.5;
     model.mount.periodicError = input.u8();
-    model.mount.period = 1.0 + input.u8();
+    model.mount.period = 300.0 + input.u8(); // shorter ones make long work of long exposures
     return model;
 }
 
