@@ -27,9 +27,10 @@ Stage::Stage(const Plan& plan_) : plan(plan_) {
     faults->on = !plan.faultsWaitForOpen;
 }
 
-// Relays that move the field would make every picture another.
+// Relays that move the field would make every picture another, and so would a cooler in a warm
+// night: hot pixels are its work.
 std::unique_ptr<virtualusb::Device> Stage::makeCamera(bool answersPing) {
-    std::map<std::string, std::string> options;
+    std::map<std::string, std::string> options{{"ambient", "-20"}};
     const std::string family = plan.family();
     if (family != "basin" && family != "glint")
         options["guide-rate"] = "0";

@@ -136,7 +136,7 @@ bool expectLike(Host& host, const char* what, const std::vector<unsigned short>&
     std::snprintf(text, sizeof text,
                   "health: %s: likeness %.3f, when moved %.3f, background %.0f off", what, alike,
                   moved, difference);
-    constexpr double kClearly = 1.06;
+    constexpr double kClearly = 1.03;
     const bool ok = alike >= tolerance.leastLikeness && alike >= kClearly * moved &&
                     difference <= tolerance.mostDifference;
     if (ok)
