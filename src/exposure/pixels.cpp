@@ -106,6 +106,14 @@ void expandRow(const std::uint8_t* samples, std::span<std::uint16_t> row) {
         row[done] = highByte(samples[done]);
 }
 
+template <typename Sample>
+void moveDown(std::span<Sample> pixels) {
+    constexpr std::size_t kLeading = 2;
+    if (pixels.size() > kLeading)
+        std::memmove(pixels.data(), pixels.data() + kLeading,
+                     (pixels.size() - kLeading) * sizeof(Sample));
+}
+
 } // namespace
 
 void subtractPrecharge(std::span<const std::uint16_t> samples, const BinnedWindow& window,
@@ -159,11 +167,12 @@ void widenBytes(std::span<std::uint16_t> output) {
     }
 }
 
-void dropLeadingPixels(std::span<std::uint16_t> output) {
-    constexpr std::size_t kLeading = 2;
-    if (output.size() > kLeading)
-        std::memmove(output.data(), output.data() + kLeading,
-                     (output.size() - kLeading) * sizeof output[0]);
+void dropLeadingPixels(std::span<std::uint16_t> pixels) {
+    moveDown(pixels);
+}
+
+void dropLeadingPixels(std::span<std::uint8_t> pixels) {
+    moveDown(pixels);
 }
 
 } // namespace tavo

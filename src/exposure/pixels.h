@@ -27,7 +27,9 @@ void expandHighBytes(std::span<const std::uint8_t> frame, const BinnedWindow& wi
 // Spreads output.size() bytes at the start of the output over its pixels, in place.
 void widenBytes(std::span<std::uint16_t> output);
 
-// Moves the pixels down by two; the last two stay as they are.
-void dropLeadingPixels(std::span<std::uint16_t> output);
+// Moves the pixels down by two; the last two stay as they are. Of 8-bit pixels before they are
+// widened: the same comes of it as afterwards, for half the work.
+void dropLeadingPixels(std::span<std::uint16_t> pixels);
+void dropLeadingPixels(std::span<std::uint8_t> pixels);
 
 } // namespace tavo

@@ -39,16 +39,17 @@ bool TavoCameraImpl::fetchPixels(std::span<std::uint16_t> output) {
 
 // The first two pixels that this family sends are not part of the image.
 bool TavoCameraImpl::fetchLumen(std::span<std::uint16_t> output) {
-    bool ok = false;
-    if (eightBitMode) {
-        const tavo::Stopwatch stopwatch;
-        ok = parIn(asBytes(output.data()), static_cast<unsigned>(output.size()));
-        tavo::widenBytes(output);
-        trace::inside("elapsed %g s", stopwatch.seconds());
-    } else {
-        ok = fetchPixels(output);
+    if (!eightBitMode) {
+        const bool ok = fetchPixels(output);
+        tavo::dropLeadingPixels(output);
+        return ok;
     }
-    tavo::dropLeadingPixels(output);
+    const std::span<std::uint8_t> bytes(asBytes(output.data()), output.size());
+    const tavo::Stopwatch stopwatch;
+    const bool ok = parIn(bytes.data(), static_cast<unsigned>(bytes.size()));
+    tavo::dropLeadingPixels(bytes);
+    tavo::widenBytes(output);
+    trace::inside("elapsed %g s", stopwatch.seconds());
     return ok;
 }
 

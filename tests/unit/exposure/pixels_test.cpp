@@ -136,5 +136,16 @@ TEST(PixelsTest, DroppedLeadingPixels) {
     }
 }
 
+TEST(PixelsTest, DroppedBeforeOrAfterWidening) {
+    for (std::size_t size = 0; size < 50; ++size) {
+        Pixels before = counted<std::uint16_t>(size), after = before;
+        dropLeadingPixels({reinterpret_cast<std::uint8_t*>(before.data()), size});
+        widenBytes(before);
+        widenBytes(after);
+        dropLeadingPixels(after);
+        EXPECT_EQ(before, after) << size << " pixels";
+    }
+}
+
 } // namespace
 } // namespace tavo::test::exposure
