@@ -60,7 +60,10 @@ std::vector<std::string> udevProperties(const Place& place, const Descriptors& d
 std::string describeDevice(const Place& place, const Descriptors& descriptors) {
     const auto device = descriptors.device();
     std::ostringstream text;
-    text << "P: " << place.path << "\nN: " << nodeName(place.number);
+    text << "P: " << place.path;
+    // The nodes of all others are there already.
+    if (place.port == 0)
+        text << "\nN: " << nodeName(place.number);
     for (const std::string& property : udevProperties(place, descriptors))
         text << "\nE: " << property;
     text << "\nA: busnum=1\\n\nA: devnum=" << place.number << "\\n\nA: dev=189:" << place.number - 1

@@ -11,7 +11,7 @@ namespace tavo::virtualusb {
 
 class Readiness {
 public:
-    // Puts the pipe in the place of the file at `path`. Throws std::system_error.
+    // Puts the pipe in the place of what may be at `path`. Throws std::system_error.
     explicit Readiness(const std::string& path);
     ~Readiness();
     Readiness(const Readiness&) = delete;

@@ -71,7 +71,6 @@ unsigned RootHub::plugInto(unsigned port, std::unique_ptr<Device> device) {
     const unsigned number = newNumber();
     const Place place{std::string(kPath) + "/1-" + std::to_string(port), port, number};
     const Descriptors descriptors = served->descriptors();
-    testbed->add(place, descriptors);
     const DeviceEvents events{[hub = weak_from_this(), number] {
                                   if (const auto self = hub.lock())
                                       self->departed(number);
@@ -83,6 +82,7 @@ unsigned RootHub::plugInto(unsigned port, std::unique_ptr<Device> device) {
     const auto node = std::make_shared<UsbfsNode>(std::move(served), number,
                                                   testbed->nodePath(place), memory, events);
     testbed->serve(place, node->makeHandler().get());
+    testbed->add(place, descriptors);
     occupants.push_back({place, descriptors, node, true});
     announceDevice(testbed->directory(), "add", place.path, udevProperties(place, descriptors));
     return number;

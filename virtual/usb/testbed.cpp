@@ -54,18 +54,18 @@ Testbed::~Testbed() {
         close(ownership);
 }
 
-void Testbed::add(const Place& place, const Descriptors& descriptors) {
-    GError* error = nullptr;
-    const std::string description = describeDevice(place, descriptors);
-    if (!umockdev_testbed_add_from_string(testbed.get(), description.c_str(), &error))
-        fail("cannot add a device to the testbed", error);
-}
-
 void Testbed::serve(const Place& place, UMockdevIoctlBase* handler) {
     GError* error = nullptr;
     const std::string node = "/dev/" + nodeName(place.number);
     if (!umockdev_testbed_attach_ioctl(testbed.get(), node.c_str(), handler, &error))
         fail("cannot serve " + node, error);
+}
+
+void Testbed::add(const Place& place, const Descriptors& descriptors) {
+    GError* error = nullptr;
+    const std::string description = describeDevice(place, descriptors);
+    if (!umockdev_testbed_add_from_string(testbed.get(), description.c_str(), &error))
+        fail("cannot add a device to the testbed", error);
 }
 
 void Testbed::remove(const Place& place) {

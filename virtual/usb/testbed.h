@@ -27,10 +27,11 @@ public:
         return root + "/dev/" + nodeName(place.number);
     }
 
-    // Adds a device with a plain file as its node. Throws std::runtime_error.
-    void add(const Place& place, const Descriptors& descriptors);
-    // Lets a handler take the calls of those who open the node. Throws std::runtime_error.
+    // Lets a handler take the calls of those who open a device's node. Throws std::runtime_error.
     void serve(const Place& place, UMockdevIoctlBase* handler);
+    // Adds a device, whose node is served by now: whoever finds the device may open it at once. The
+    // root hub gets a plain file as its node. Throws std::runtime_error.
+    void add(const Place& place, const Descriptors& descriptors);
     // Removes the device; those who have opened it are served on.
     void remove(const Place& place);
 

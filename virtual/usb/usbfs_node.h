@@ -26,7 +26,7 @@ struct DeviceEvents {
 
 class UsbfsNode : public std::enable_shared_from_this<UsbfsNode> {
 public:
-    // Replaces the file at `nodePath`.
+    // Makes the node at `nodePath`.
     UsbfsNode(std::unique_ptr<Port> port, unsigned deviceNumber, const std::string& nodePath,
               std::shared_ptr<TransferMemory> memory, DeviceEvents events);
 
