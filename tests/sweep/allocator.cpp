@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "allocator.h"
 
-#include <cstdlib>
-#include <new>
+#include "../allocation/allocation.h"
 
+namespace tavo {
 namespace {
 
 struct Watch {
@@ -16,7 +16,7 @@ struct Watch {
 thread_local Watch watch;
 
 bool watched() noexcept {
-    return watch.on && !tavo::test::insideFake();
+    return watch.on && !test::insideFake();
 }
 
 bool refuses() noexcept {
@@ -28,99 +28,23 @@ bool refuses() noexcept {
     return true;
 }
 
-void* allocate(std::size_t size, std::size_t alignment) noexcept {
-    if (watched() && refuses())
-        return nullptr;
-    void* memory = nullptr;
-    if (alignment <= alignof(std::max_align_t))
-        memory = std::malloc(size == 0 ? 1 : size);
-    else
-        memory = std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
-    if (memory && watched())
-        ++watch.left;
-    return memory;
-}
-
-void* allocateOrThrow(std::size_t size, std::size_t alignment) {
-    void* memory = allocate(size, alignment);
-    if (!memory)
-        throw std::bad_alloc();
-    return memory;
-}
-
-void release(void* memory) noexcept {
-    if (memory && watched())
-        --watch.left;
-    std::free(memory);
-}
-
-constexpr std::size_t kUsual = alignof(std::max_align_t);
-
 } // namespace
 
-void* operator new(std::size_t size) {
-    return allocateOrThrow(size, kUsual);
-}
-void* operator new[](std::size_t size) {
-    return allocateOrThrow(size, kUsual);
-}
-void* operator new(std::size_t size, std::align_val_t alignment) {
-    return allocateOrThrow(size, static_cast<std::size_t>(alignment));
-}
-void* operator new[](std::size_t size, std::align_val_t alignment) {
-    return allocateOrThrow(size, static_cast<std::size_t>(alignment));
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size, kUsual);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size, kUsual);
-}
-void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-    return allocate(size, static_cast<std::size_t>(alignment));
-}
-void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-    return allocate(size, static_cast<std::size_t>(alignment));
+bool allocation::allowed(std::size_t) noexcept {
+    return !watched() || !refuses();
 }
 
-void operator delete(void* memory) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::align_val_t) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::align_val_t) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::align_val_t, const std::nothrow_t&) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::align_val_t, const std::nothrow_t&) noexcept {
-    release(memory);
+void allocation::made() noexcept {
+    if (watched())
+        ++watch.left;
 }
 
-namespace tavo::sweep {
+void allocation::undone() noexcept {
+    if (watched())
+        --watch.left;
+}
+
+namespace sweep {
 
 WatchedMemory::WatchedMemory(std::size_t number, test::Repeat repeat) {
     watch = {.on = true, .number = number, .fromThenOn = repeat == test::Repeat::fromThenOn};
@@ -142,4 +66,5 @@ long WatchedMemory::left() const {
     return watch.left;
 }
 
-} // namespace tavo::sweep
+} // namespace sweep
+} // namespace tavo
