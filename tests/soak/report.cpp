@@ -1,38 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "report.h"
 
+#include "known_waits.h"
+
 #include <cstdio>
 
 namespace tavo::soak {
-
-namespace {
-
-// Calls that wait for long by design, and why. What is not here must end by itself.
-struct KnownWait {
-    const char* call;
-    const char* reason;
-};
-constexpr const char* kOpening =
-    "each step waits for its time-out, and what an earlier image left is read byte by byte";
-constexpr KnownWait kKnownWaits[] = {
-    {"basin open", "a camera that does not answer is tried again without end"},
-    {"ridge open", kOpening},
-    {"heron open", kOpening},
-    {"lumen open", kOpening},
-    {"heron getImage", "as long as the camera holds its busy line"},
-    {"lumen startExposure", "asks 401 times, each up to a time-out, whether the sensor is clear"},
-    {"lumen getGain", "asks 101 times, each up to a time-out"},
-    {"lumen setGain", "asks 101 times, each up to a time-out"},
-};
-
-const char* reasonOf(const std::string& call) {
-    for (const KnownWait& wait : kKnownWaits)
-        if (call == wait.call)
-            return wait.reason;
-    return nullptr;
-}
-
-} // namespace
 
 void Report::Row::operator+=(const Row& other) {
     sessions += other.sessions;
@@ -61,9 +34,8 @@ void Report::add(const Record& record) {
     lostConnections += record.end == End::umockdev;
     if (!record.waitedForFaults && !record.waitedForUnplug)
         return;
-    const std::string call(record.longCall.data());
-    const std::string name = kFamilies[record.family] + (" " + call.substr(0, call.find('(')));
-    unexpectedWaits += reasonOf(name) == nullptr;
+    const std::string name = waitName(kFamilies[record.family], record.longCall.data());
+    unexpectedWaits += reasonToWait(name) == nullptr;
     LongCall& entry = longCalls[name];
     ++(record.waitedForUnplug ? entry.untilUnplugged : entry.untilFaultsEnded);
     entry.seed = record.seed;
@@ -102,7 +74,7 @@ void Report::print() const {
                     "%u\n",
                     lostConnections);
     for (const auto& [name, entry] : longCalls) {
-        const char* reason = reasonOf(name);
+        const char* reason = reasonToWait(name);
         std::printf("waited in %s: %u times until the faults ended, %u times until the camera was "
                     "unplugged (seed %llu): %s\n",
                     name.c_str(), entry.untilFaultsEnded, entry.untilUnplugged,

@@ -19,10 +19,10 @@ void speak(int signal, siginfo_t* info, void*) {
         pthread_kill(firstThread, signal);
         return;
     }
+    std::signal(signal, SIG_DFL); // also for a stack that cannot be read
     std::array<void*, 64> frames{};
     const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
     backtrace_symbols_fd(frames.data(), count, STDERR_FILENO);
-    std::signal(signal, SIG_DFL);
     std::raise(signal);
 }
 
