@@ -27,8 +27,10 @@
 //   while another operation on the same camera does.
 // - A successful readCCD keeps the camera's lock until getImage. Between the two, any other
 //   locking operation waits; called from the thread that should call getImage it waits for ever.
-//   A timed readCCD in between forgets the waiting image before it waits itself, and then nobody
-//   can free the lock any more: leave exposures to one thread at a time.
+//   A timed readCCD in between forgets the waiting image before it waits itself, and then, as a
+//   rule, nobody can free the lock any more: leave exposures to one thread at a time.
+// - Operations on a camera that is not open fail as on one that was unplugged. Where a family
+//   cannot tell, as told below, they succeed.
 // - An impossible state (documented where it can arise) prints an "Assertion ... failed" line on
 //   standard error and ends the process with exit status 1.
 #ifndef TAVOCCDUSB_H
@@ -121,7 +123,8 @@ public:
     // or does not answer is tried again every 5 s without end. A failed open frees the camera's
     // lock. It must be free before: reading the sensors and the filter wheel takes and frees it.
     // Errors: "Failed to open device" (often: no permission on the device node, or unplugged),
-    // "Failed to initialize device".
+    // "Failed to initialize device". A GLINT_CAMERA that goes away meanwhile is not noticed: its
+    // version and serial number are then 0.
     virtual bool open() = 0;
 
     // Closes the USB device; harmless when closed. Capabilities keep their values and the camera
@@ -157,7 +160,8 @@ public:
     // Reads temperature sensor number `sensor` (0 to tempSensorCount inclusive; what each
     // measures is the camera's) into *currentTemp, degrees Celsius; null reads without reporting.
     // Served by every family but HERON_CAMERA. A BASIN or RIDGE camera that does not name its kind
-    // of sensor ends the process with an assertion line when a temperature is asked for.
+    // of sensor ends the process with an assertion line when a temperature is asked for. A
+    // GLINT_CAMERA cannot tell that its sensor was not read: it is then at -273.15.
     // Errors: "Invalid parameter", "Failed to read temperature sensor status".
     virtual bool getTemperatureSensorStatus(unsigned sensor, float* currentTemp) = 0;
 
@@ -187,8 +191,9 @@ public:
     virtual bool getFilterWheelStatus(unsigned* filterCount, bool* moving, unsigned* current,
                                       unsigned* target) = 0;
 
-    // Starts a move of the filter wheel to position `index`; the camera decides whether there is
-    // one. Poll getFilterWheelStatus until it has arrived.
+    // Starts a move of the filter wheel to position `index`, which is held against nothing and
+    // shortened to the bits that are sent (RIDGE 16, LUMEN 8): compare it with the number of
+    // filters before. Poll getFilterWheelStatus until it has arrived.
     // Errors: "Unsupported operation" (no wheel), "Failed to set filter".
     virtual bool setFilter(unsigned index) = 0;
 
@@ -219,8 +224,8 @@ public:
     // pixels; binX and binY from 1 to maxBinX and maxBinY; x + width and y + height at most
     // pixelCountX (both against the sensor's width). On success the camera's lock stays held until
     // getImage, which must follow exactly once. On failure a new startExposure is needed.
-    // Errors: "Operation out of sequence" (no exposure was started), "Invalid parameter",
-    // "Failed to read CCD".
+    // Errors: "Operation out of sequence" (no exposure was started), "Invalid parameter" (frees the
+    // camera's lock, also one that another thread holds), "Failed to read CCD".
     virtual bool readCCD(unsigned x, unsigned y, unsigned width, unsigned height, unsigned binX,
                          unsigned binY) = 0;
 
@@ -242,8 +247,8 @@ public:
     // LUMEN_CAMERA sends are dropped, so the last two of its buffer hold no image. HERON and GLINT
     // cameras send whole frames and need memory for one; if there is none std::bad_alloc is thrown,
     // with the lock free and the readout forgotten. Errors: "Operation out of sequence" (no readout
-    // was requested; the lock is not touched), "Failed to get image" (the buffer then holds what
-    // had arrived).
+    // was requested; the lock is not touched), "Failed to get image" (what the buffer then holds is
+    // of no use).
     virtual bool getImage(unsigned short* buffer, unsigned size) = 0;
 
     // Opens or closes the mechanical shutter. RIDGE cameras with a shutter.
@@ -274,7 +279,9 @@ public:
 
     // How long to wait between startExposure and readCCD for an exposure of `seconds`: the part
     // that the readout request itself adds is taken off. Microseconds. Takes no lock. Meaningful
-    // from 0 to 2147 s; time longer exposures by adding up shorter waits.
+    // from 0 to 2147 s; time longer exposures by adding up shorter waits. After startExposure(true)
+    // the readout request of a HERON_CAMERA adds nothing, and the same is taken off all the same:
+    // wait QUICKER_READ_CCD_DELAY longer.
     virtual unsigned delay(double seconds) = 0;
 
     // The number of pixels that a window's width or height gives when binned; 0 for bin 0. A

@@ -6,9 +6,12 @@
 
 #include "core/conversion.h"
 
+#include <cfloat>
 #include <cstdint>
 
 namespace tavo {
+
+static_assert(FLT_EVAL_METHOD == 0, "float has to be no more precise than it is");
 
 // How the analogue-to-digital converter behind a temperature sensor counts.
 namespace sensortype {
