@@ -11,7 +11,7 @@
 
 namespace tavo {
 
-static_assert(FLT_EVAL_METHOD == 0, "float has to be no more precise than it is");
+static_assert(FLT_EVAL_METHOD == 0, "sums of floats are to be floats, not of a higher precision");
 
 // How the analogue-to-digital converter behind a temperature sensor counts.
 namespace sensortype {
