@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "bringup/trace_lines.h"
-#include "bringup/wire_rows.h"
-#include "fake/camera_script.h"
-#include "fake/unit_test.h"
+#include "bringup/opening_test.h"
 #include "link/gpif_tables.h"
 
 namespace tavo::test {
@@ -88,33 +85,17 @@ Lines healthyTrace() {
          say("serial # 0067305985")});
 }
 
-class BasinOpen : public UnitTest {
+class BasinOpen : public OpeningTest {
 protected:
-    BasinOpen() { setFirmware(kFirmware); }
-
-    bool play(const CameraScript& played) {
-        script = played;
-        usb().respondWith(&script);
-        return camera->open();
-    }
-
-    std::unique_ptr<TavoCameraImpl> camera = closedCamera(kType);
-    CameraPeer peer{*camera};
-    CameraScript script = healthyCamera(kType);
+    BasinOpen() : OpeningTest(kType) {}
 };
 
 TEST_F(BasinOpen, Conversation) {
-    usb().expect(healthyOpen());
-    EXPECT_TRUE(camera->open());
-    EXPECT_EQ(peer.handle(), usb().handle());
-    EXPECT_STREQ(camera->getLastError(), "No error");
+    expectConversation(healthyOpen());
 }
 
 TEST_F(BasinOpen, Trace) {
-    usb().expect(healthyOpen());
-    CapturedTrace trace;
-    EXPECT_TRUE(camera->open());
-    expectLines(healthyTrace(), trace.lines());
+    expectTrace(healthyOpen(), healthyTrace());
 }
 
 TEST_F(BasinOpen, FillsTheFields) {

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "bringup/trace_lines.h"
-#include "bringup/wire_rows.h"
-#include "fake/camera_script.h"
-#include "fake/unit_test.h"
+#include "bringup/opening_test.h"
 #include "link/gpif_tables.h"
 
 namespace tavo::test {
@@ -105,36 +102,17 @@ Lines healthyTrace() {
          say("serial # 0067305985"), done("i2cSetTimeout(200)"), done("setParTimeout(2000)")});
 }
 
-class RidgeOpen : public UnitTest {
+class RidgeOpen : public OpeningTest {
 protected:
-    RidgeOpen() { setFirmware(kFirmware); }
-
-    bool play(const Description& says) {
-        script = healthyCamera(kType, says);
-        return playScript();
-    }
-    bool playScript() {
-        usb().respondWith(&script);
-        return camera->open();
-    }
-
-    std::unique_ptr<TavoCameraImpl> camera = closedCamera(kType);
-    CameraPeer peer{*camera};
-    CameraScript script = healthyCamera(kType);
+    RidgeOpen() : OpeningTest(kType) {}
 };
 
 TEST_F(RidgeOpen, Conversation) {
-    usb().expect(healthyOpen());
-    EXPECT_TRUE(camera->open());
-    EXPECT_EQ(peer.handle(), usb().handle());
-    EXPECT_STREQ(camera->getLastError(), "No error");
+    expectConversation(healthyOpen());
 }
 
 TEST_F(RidgeOpen, Trace) {
-    usb().expect(healthyOpen());
-    CapturedTrace trace;
-    EXPECT_TRUE(camera->open());
-    expectLines(healthyTrace(), trace.lines());
+    expectTrace(healthyOpen(), healthyTrace());
 }
 
 TEST_F(RidgeOpen, FillsTheFields) {
@@ -199,20 +177,20 @@ TEST_F(RidgeOpen, WithoutSensorsNoneIsAskedAbout) {
 
 TEST_F(RidgeOpen, CountsSensorsByTheFirstByteAlone) {
     script.reply(54, {3, 7});
-    EXPECT_TRUE(playScript());
+    EXPECT_TRUE(play(script));
     EXPECT_EQ(peer.tempSensorCount(), 3u);
     ASSERT_EQ(script.countOf(55), 1u);
 }
 
 TEST_F(RidgeOpen, PingsUpToFiveTimes) {
     script.replies(80, {{0, 0}, {100, 0}, {}, {7, 7}, {105, 0}});
-    EXPECT_TRUE(playScript());
+    EXPECT_TRUE(play(script));
     EXPECT_EQ(script.countOf(80), 5u);
 }
 
 TEST_F(RidgeOpen, SilentCameraFailsAfterFivePings) {
     script.silence(80);
-    EXPECT_FALSE(playScript());
+    EXPECT_FALSE(play(script));
     EXPECT_EQ(usb().pauses(), (std::vector<long>{200000, 20000, 20000, 20000, 20000, 20000}));
     EXPECT_STREQ(camera->getLastError(), "Failed to initialize device");
     EXPECT_EQ(script.countOf(1), 0u);
@@ -223,7 +201,7 @@ TEST_F(RidgeOpen, SilentCameraFailsAfterFivePings) {
 TEST_F(RidgeOpen, EndlessNameIsCut) {
     script = healthyCamera(kType, {.model = std::string(28, 'm'), .maker = std::string(28, 'n')});
     CapturedTrace trace;
-    EXPECT_TRUE(playScript());
+    EXPECT_TRUE(play(script));
     EXPECT_TRUE(trace.contains("    model: " + std::string(28, 'm')));
     EXPECT_TRUE(trace.contains("    manufacturer: " + std::string(28, 'n')));
 
@@ -232,7 +210,7 @@ TEST_F(RidgeOpen, EndlessNameIsCut) {
     Bytes hostile{2, 0, 4, 0};
     hostile.resize(4 + 2 * 200, 'x');
     script.reply(1, hostile);
-    EXPECT_TRUE(playScript());
+    EXPECT_TRUE(play(script));
     EXPECT_TRUE(trace.contains("    model: " + std::string(30, 'x')));
     EXPECT_TRUE(trace.contains("    pixel count: 30840 x 30840"));
 }
