@@ -23,7 +23,7 @@ using std::chrono::milliseconds;
 // How long a call may take with faults; then without them; and then without the camera. All of
 // the driver's pauses and time-outs are shortened, so these are hours of a real camera: a computer
 // with a hundred times as much to do as it can has to be told from a call that hangs.
-constexpr milliseconds kPatience{3000}, kPatienceWithoutFaults{300000}, kPatienceUnplugged{120000};
+constexpr milliseconds kPatience{10000}, kPatienceWithoutFaults{300000}, kPatienceUnplugged{120000};
 // Of those that are known to wait.
 constexpr milliseconds kPatienceWithKnown{40000};
 constexpr int kTick = 20; // milliseconds
