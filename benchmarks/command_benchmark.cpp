@@ -60,13 +60,16 @@ void run(TavoCamera& camera, const std::string& name, int openings, int calls) {
     report(name + ", open", opening);
     TavoCapabilities caps{};
     camera.getCapabilities(nullptr, nullptr, &caps);
+    if (!caps.hasFilterWheel || calls == 0) {
+        camera.close();
+        return;
+    }
     unsigned filters = 0, current = 0, target = 0;
     bool moving = false;
-    for (int i = 0; caps.hasFilterWheel && i < calls; ++i)
+    for (int i = 0; i < calls; ++i)
         measure(asking, camera,
                 [&] { return camera.getFilterWheelStatus(&filters, &moving, &current, &target); });
-    if (caps.hasFilterWheel)
-        report(name + ", getFilterWheelStatus", asking);
+    report(name + ", getFilterWheelStatus", asking);
     camera.close();
 }
 

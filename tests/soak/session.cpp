@@ -6,6 +6,7 @@
 #include "stage.h"
 
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <sstream>
@@ -165,9 +166,10 @@ private:
         }
         if (WIFEXITED(status) && says("Assertion \"tempSensorType!=0\" failed"))
             return End::assertion;
-        if (WIFSIGNALED(status) && says("pthread_mutex_destroy"))
+        const bool isAborted = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
+        if (isAborted && says("pthread_mutex_destroy"))
             return End::libusb;
-        if (says("ERROR: libumockdev-preload: "))
+        if ((isAborted || WIFEXITED(status)) && says("ERROR: libumockdev-preload: "))
             return End::umockdev;
         const std::string how = WIFSIGNALED(status)
                                     ? "signal " + std::to_string(WTERMSIG(status))

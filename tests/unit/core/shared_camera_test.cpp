@@ -170,6 +170,24 @@ TEST_F(SharedCameraThreadsTest, ExposureIsAbandonedByAnotherThread) {
     }
 }
 
+TEST_F(SharedCameraThreadsTest, ExposuresAreAbandonedWhileTheyStart) {
+    SharedCamera played(RIDGE_CAMERA, 1);
+    usb().respondWith(&played);
+    const auto camera = closedCamera(RIDGE_CAMERA);
+    ASSERT_TRUE(camera->open());
+    CameraPeer(*camera).hasShutter() = true; // which both of them move
+    usb().letOthersIn();
+    std::thread aborter([&] {
+        for (int round = 0; round < 4 * kRounds; ++round)
+            EXPECT_TRUE(camera->abortExposure());
+    });
+    for (int round = 0; round < 4 * kRounds; ++round)
+        EXPECT_TRUE(camera->startExposure(false));
+    aborter.join();
+    EXPECT_EQ(played.cutIn, 0);
+    EXPECT_TRUE(CameraPeer(*camera).lockIsFree());
+}
+
 // Two cameras of every family at once, each opened, used and closed by a thread of its own.
 TEST_F(SharedCameraThreadsTest, CamerasAreOpenedAndUsedSideBySide) {
     struct Place {
