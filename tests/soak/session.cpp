@@ -125,13 +125,20 @@ private:
         }
     }
 
+    // One is kept of all: a wait that nobody knows of is not to be lost among known ones.
+    void noteWait() {
+        const char* noted = record.longCall.data();
+        if (*noted == '\0' || reasonToWait(waitName(plan.family(), noted)))
+            std::snprintf(record.longCall.data(), record.longCall.size(), "%s", call.c_str());
+    }
+
     // False when the call is not to be waited for any longer.
     bool isPatient(Application& application) {
         const auto waited = Clock::now() - callBegan;
         if (step == Step::withFaults && waited > kPatience && !isHealing) {
             stage.stopFaults();
             record.waitedForFaults = true;
-            std::snprintf(record.longCall.data(), record.longCall.size(), "%s", call.c_str());
+            noteWait();
             step = Step::withoutFaults;
         }
         const bool isKnown = !isHealing && reasonToWait(waitName(plan.family(), call));
@@ -139,7 +146,7 @@ private:
         if (step != Step::unplugged && waited > untilUnplugged) {
             stage.pull();
             record.waitedForUnplug = true;
-            std::snprintf(record.longCall.data(), record.longCall.size(), "%s", call.c_str());
+            noteWait();
             step = Step::unplugged;
         }
         if (waited <= untilUnplugged + kPatienceUnplugged)

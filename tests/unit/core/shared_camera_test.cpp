@@ -7,6 +7,7 @@
 
 #include <array>
 #include <atomic>
+#include <memory>
 #include <thread>
 
 namespace tavo::test {
@@ -106,17 +107,23 @@ Status ask(TavoCamera& camera) {
 class SharedCameraThreadsTest : public UnitTest {
 protected:
     static constexpr int kRounds = 10;
+
+    // An open camera that `played` plays, ready for exposures.
+    std::unique_ptr<TavoCameraImpl> opened(CAMERA_TYPE type, SharedCamera& played) {
+        usb().reset();
+        usb().respondWith(&played);
+        auto camera = closedCamera(type);
+        EXPECT_TRUE(camera->open());
+        played.exposing = true;
+        return camera;
+    }
 };
 
 TEST_F(SharedCameraThreadsTest, StatusIsPolledBesideExposures) {
     for (const CAMERA_TYPE type : kFamilies) {
         SCOPED_TRACE(familyName(type));
         SharedCamera played(type, 1);
-        usb().reset();
-        usb().respondWith(&played);
-        const auto camera = closedCamera(type);
-        ASSERT_TRUE(camera->open());
-        played.exposing = true;
+        const auto camera = opened(type, played);
         Image expected{};
         ASSERT_TRUE(takeImage(*camera, expected));
         const Status undisturbed = ask(*camera);
@@ -153,11 +160,7 @@ TEST_F(SharedCameraThreadsTest, ExposureIsAbandonedByAnotherThread) {
     for (const CAMERA_TYPE type : {BASIN_CAMERA, RIDGE_CAMERA, HERON_CAMERA, LUMEN_CAMERA}) {
         SCOPED_TRACE(familyName(type));
         SharedCamera played(type, 1);
-        usb().reset();
-        usb().respondWith(&played);
-        const auto camera = closedCamera(type);
-        ASSERT_TRUE(camera->open());
-        played.exposing = true;
+        const auto camera = opened(type, played);
         for (int round = 0; round < kRounds; ++round) {
             EXPECT_TRUE(camera->startExposure(false));
             std::thread([&] { EXPECT_TRUE(camera->abortExposure()); }).join();
@@ -172,9 +175,7 @@ TEST_F(SharedCameraThreadsTest, ExposureIsAbandonedByAnotherThread) {
 
 TEST_F(SharedCameraThreadsTest, ExposuresAreAbandonedWhileTheyStart) {
     SharedCamera played(RIDGE_CAMERA, 1);
-    usb().respondWith(&played);
-    const auto camera = closedCamera(RIDGE_CAMERA);
-    ASSERT_TRUE(camera->open());
+    const auto camera = opened(RIDGE_CAMERA, played);
     CameraPeer(*camera).hasShutter() = true; // which both of them move
     usb().letOthersIn();
     std::thread aborter([&] {
