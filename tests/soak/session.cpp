@@ -27,6 +27,8 @@ using std::chrono::milliseconds;
 constexpr milliseconds kPatience{10000}, kPatienceWithoutFaults{300000}, kPatienceUnplugged{120000};
 // Of those that are known to wait.
 constexpr milliseconds kPatienceWithKnown{40000};
+// How long a sound camera may be busy. It is opened byte by byte when it has kept an image.
+constexpr milliseconds kPatienceWithBusy{3600000};
 constexpr int kTick = 20; // milliseconds
 
 std::string referencePath(const SessionOptions& options, const std::string& model) {
@@ -132,8 +134,18 @@ private:
             std::snprintf(record.longCall.data(), record.longCall.size(), "%s", call.c_str());
     }
 
+    // The wait for a sound camera begins anew as long as it answers.
+    void allowForProgress() {
+        const std::uint32_t count = stage.servedCount();
+        if (isHealing && step == Step::withFaults && count != served &&
+            sinceBegin() < kPatienceWithBusy)
+            callBegan = Clock::now();
+        served = count;
+    }
+
     // False when the call is not to be waited for any longer.
     bool isPatient(Application& application) {
+        allowForProgress();
         const auto waited = Clock::now() - callBegan;
         if (step == Step::withFaults && waited > kPatience && !isHealing) {
             stage.stopFaults();
@@ -200,6 +212,7 @@ private:
     std::string mode, call;
     Step step = Step::withFaults;
     bool isHealing = false, hasPulled = false;
+    std::uint32_t served = 0;
 };
 
 // The picture that a sound camera of the model takes: made once, by whoever needs it first.

@@ -35,6 +35,9 @@ public:
     // plugged in anew then, and what programs knew of it is void.
     bool heal();
 
+    // Grows as long as the camera serves anybody.
+    std::uint32_t servedCount() const { return faults->served; }
+
     std::array<std::uint32_t, kFaultKinds.size()> faultCounts() const;
     std::uint32_t unplugCount() const { return pullCount + ownUnplugCount; }
 

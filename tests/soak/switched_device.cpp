@@ -75,6 +75,8 @@ private:
     Outcome seen(Outcome outcome) {
         if (outcome == Outcome::gone)
             faults->away = true;
+        if (outcome == Outcome::done)
+            ++faults->served;
         return outcome;
     }
     Reply seen(Reply reply) {

@@ -7,6 +7,7 @@
 #include "usb/device.h"
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -15,7 +16,8 @@ namespace tavo::soak {
 
 struct FaultSwitch {
     std::atomic<bool> on{false};
-    std::atomic<bool> away{false}; // unplugged by itself, and not back
+    std::atomic<bool> away{false};        // unplugged by itself, and not back
+    std::atomic<std::uint32_t> served{0}; // requests, of the camera in this state
 };
 
 // The log, told of each fault, is called by the thread that serves the bus.
