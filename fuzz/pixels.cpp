@@ -97,12 +97,26 @@ void widen(Input&, const BinnedWindow&, Pixels output) {
         require(output[i] == bytes[i], "widened byte");
 }
 
-void drop(Input&, const BinnedWindow&, Pixels output) {
-    Pixels expected = output;
+template <typename Sample>
+void dropped(std::vector<Sample> given) {
+    std::vector<Sample> expected = given;
     if (expected.size() > 2)
-        std::copy(output.begin() + 2, output.end(), expected.begin());
-    tavo::dropLeadingPixels(output);
-    require(output == expected, "moved pixels");
+        std::copy(given.begin() + 2, given.end(), expected.begin());
+    tavo::dropLeadingPixels(std::span(given));
+    require(given == expected, "moved pixels");
+}
+
+void drop(Input&, const BinnedWindow&, Pixels output) {
+    dropped(output);
+    // 8-bit pixels lie at the output's start, and may be dropped before or after they are widened.
+    auto* const bytes = reinterpret_cast<std::uint8_t*>(output.data());
+    dropped(std::vector<std::uint8_t>(bytes, bytes + output.size()));
+    Pixels widened = output;
+    tavo::widenBytes(widened);
+    tavo::dropLeadingPixels(widened);
+    tavo::dropLeadingPixels(std::span(bytes, output.size()));
+    tavo::widenBytes(output);
+    require(output == widened, "pixels that were moved as bytes");
 }
 
 } // namespace

@@ -3,100 +3,52 @@
 // One connection of the USB/IP server, over a socketpair: the input is its client, in commands or
 // in bytes of any kind, the device behind it, and the time.
 //
-// As long as the client sends whole commands, each submission is answered once at most and with no
-// more than it asked for. In the end the device is free for the next client, or gone.
+// As long as the client sends whole commands that a host may send, the server stays and each
+// submission has one answer, with no more than it asked for: its own, or that it was unlinked
+// before. Once the device answers all, none is left without. In the end the device is free for the
+// next client, or gone.
 #include "input.h"
+#include "usbip_device.h"
 
-#include "controller/usb_descriptors.h"
 #include "usbip/connection.h"
 
+#include <cerrno>
 #include <deque>
 #include <map>
 #include <memory>
 #include <poll.h>
-#include <set>
 #include <sys/socket.h>
 
 using namespace tavo::usbip;
 using tavo::fuzz::Input;
 using tavo::fuzz::require;
-using tavo::virtualusb::Device;
-using tavo::virtualusb::Outcome;
-using tavo::virtualusb::Reply;
+using tavo::fuzz::UsbipDevice;
 
 namespace {
 
 constexpr unsigned kMostSteps = 300;
-constexpr std::size_t kLongestAnswer = 4096;
+constexpr std::uint32_t kDeviceId = 0x10002;
 
 std::chrono::steady_clock::time_point now{};
 
-// Endpoints as the cameras have them, answers as the input has them.
-class FuzzedDevice final : public Device {
-public:
-    explicit FuzzedDevice(Input& given) : input(given) {}
-
-    Bytes descriptors() const override {
-        Bytes all = tavo::virtualcamera::deviceDescriptor({0xDF2C, "Camera"});
-        const Bytes configuration = tavo::virtualcamera::configurationDescriptor();
-        all.insert(all.end(), configuration.begin(), configuration.end());
-        return all;
-    }
-    Outcome setAlternateSetting(unsigned, unsigned) override { return outcome(); }
-    Outcome controlOut(const SetupPacket&, std::span<const std::uint8_t>) override {
-        return outcome();
-    }
-    Reply controlIn(const SetupPacket& setup) override { return reply(setup.length); }
-    Outcome bulkOut(std::uint8_t, std::span<const std::uint8_t>) override { return outcome(); }
-    Reply bulkIn(std::uint8_t, std::uint32_t length) override { return reply(length); }
-    std::optional<std::uint64_t> wakeIn() const override { return wake; }
-    void reset() override { unplugged = false; }
-
-private:
-    // An exhausted input refuses: a device that is asked again and again comes to an end.
-    Outcome outcome() {
-        if (unplugged)
-            return Outcome::gone;
-        if (input.empty())
-            return Outcome::stalled;
-        const unsigned byte = input.u8();
-        if (byte < 0x10)
-            wake = input.flag() ? std::optional<std::uint64_t>(input.u16()) : std::nullopt;
-        switch (byte & 0x0F) {
-        case 0: return Outcome::stalled;
-        case 1:
-        case 2: return Outcome::nothing;
-        case 3: unplugged = byte > 0xE0; return unplugged ? Outcome::gone : Outcome::done;
-        default: return Outcome::done;
-        }
-    }
-    Reply reply(std::size_t length) {
-        const Outcome result = outcome();
-        if (result != Outcome::done)
-            return {result, {}};
-        const std::size_t wanted = std::min(length, kLongestAnswer);
-        const std::size_t given = input.flag() ? wanted : wanted * input.u8() / 256;
-        return {Outcome::done, Bytes(given, input.u8())};
-    }
-
-    Input& input;
-    std::optional<std::uint64_t> wake;
-    bool unplugged = false;
-};
-
 class Client {
 public:
-    Client(Input& given, int socket, Connection& server)
-        : input(given), end(socket), connection(server) {}
+    // `unplugged` is set by the server's word.
+    Client(Input& given, int socket, Connection& server, UsbipDevice& served, const bool& unplugged)
+        : input(given), end(socket), connection(server), device(served), serverLost(unplugged) {}
 
     void step();
+    void finish();
     void serve(short found);
 
 private:
-    void send(std::span<const std::uint8_t> bytes);
+    bool send(std::span<const std::uint8_t> bytes);
     void open();
     void submit();
-    void unlink();
+    void submit(const Submit& command, const Bytes& data);
+    bool isAcceptable(const Submit& command) const;
+    void unlink(std::uint32_t submission);
+    void askStatus();
     void receive();
     void readReplies();
     bool readReply();
@@ -104,16 +56,20 @@ private:
     Input& input;
     int end;
     Connection& connection;
+    UsbipDevice& device;
+    const bool& serverLost;
     Bytes received;
-    bool orderly = true; // nothing but whole, well-formed requests was sent
+    bool orderly = true; // nothing but whole requests that are to be served was sent
     bool imported = false;
     std::uint32_t sequence = 1;
-    std::map<std::uint32_t, Submit> waiting; // submissions
-    std::set<std::uint32_t> unlinking;
+    std::map<std::uint32_t, Submit> waiting;          // submissions
+    std::map<std::uint32_t, std::uint32_t> unlinking; // submissions by the unlink's own number
 };
 
-void Client::send(std::span<const std::uint8_t> bytes) {
-    // In pieces, so that the server has to wait for the rest.
+// In pieces, so that the server has to wait for the rest. False when it no longer listens: a client
+// whose device was unplugged is heard no more.
+bool Client::send(std::span<const std::uint8_t> bytes) {
+    bool heard = false;
     const std::size_t piece = input.below(4) == 0 ? 1 + input.u8() : bytes.size();
     while (!bytes.empty() && !connection.isOver()) {
         const auto part = bytes.first(std::min(piece, bytes.size()));
@@ -121,8 +77,10 @@ void Client::send(std::span<const std::uint8_t> bytes) {
             static_cast<ssize_t>(part.size()))
             orderly = false;
         bytes = bytes.subspan(part.size());
+        heard = bytes.empty() && !serverLost;
         serve(POLLIN);
     }
+    return heard;
 }
 
 void Client::open() {
@@ -147,7 +105,7 @@ SetupPacket setupOf(Input& input) {
 void Client::submit() {
     Submit command;
     command.sequence = input.below(16) == 0 ? input.u8() : sequence++;
-    command.device = input.below(16) == 0 ? input.u32() : 0x10002;
+    command.device = input.below(16) == 0 ? input.u32() : kDeviceId;
     command.direction = input.flag() ? Direction::in : Direction::out;
     constexpr std::uint32_t kEndpoints[] = {0, 0, 2, 4, 6, 8, 8, 15};
     command.endpoint = kEndpoints[input.below(8)];
@@ -161,20 +119,36 @@ void Client::submit() {
                          : static_cast<std::int32_t>(input.flag() ? input.u16() : input.u32());
     if (input.below(16) == 0)
         command.packetCount = static_cast<std::int32_t>(input.u32());
+    submit(command, data);
+}
+
+bool Client::isAcceptable(const Submit& command) const {
+    const auto longest = command.endpoint == 0 ? kLongestControlTransfer : kLongestTransfer;
+    std::size_t total = 0;
+    for (const auto& [number, other] : waiting)
+        total += static_cast<std::size_t>(other.length);
     // The server tells submissions of one number no more apart than a kernel would.
-    orderly = orderly && imported && !waiting.contains(command.sequence);
+    return command.device == kDeviceId && command.length >= 0 && command.length <= longest &&
+           command.packetCount <= 0 && !waiting.contains(command.sequence) &&
+           total + static_cast<std::size_t>(command.length) <= kMostBytesPending;
+}
+
+void Client::submit(const Submit& command, const Bytes& data) {
+    orderly = orderly && imported && isAcceptable(command);
     waiting[command.sequence] = command;
     const auto head = encode(command);
     Bytes bytes(head.begin(), head.end());
     bytes.insert(bytes.end(), data.begin(), data.end());
-    send(bytes);
+    if (!send(bytes))
+        waiting.erase(command.sequence);
 }
 
-void Client::unlink() {
-    const Unlink command{sequence++, 0x10002, input.u8()};
+void Client::unlink(std::uint32_t submission) {
+    const Unlink command{sequence++, kDeviceId, submission};
     orderly = orderly && imported;
-    unlinking.insert(command.sequence);
-    send(encode(command));
+    unlinking[command.sequence] = command.unlinked;
+    if (!send(encode(command)))
+        unlinking.erase(command.sequence);
 }
 
 void Client::receive() {
@@ -205,7 +179,11 @@ bool Client::readReply() {
         waiting.erase(asked);
     } else {
         const auto& unlinked = std::get<UnlinkReply>(*reply);
-        require(unlinking.erase(unlinked.sequence) == 1, "an answer to an unlink");
+        const auto asked = unlinking.find(unlinked.sequence);
+        require(asked != unlinking.end(), "an answer to an unlink");
+        require(waiting.erase(asked->second) == (unlinked.status == -ECONNRESET ? 1u : 0u),
+                "an unlinked submission that waited, or one that was answered before");
+        unlinking.erase(asked);
     }
     received.erase(received.begin(), received.begin() + static_cast<std::ptrdiff_t>(used));
     return true;
@@ -231,6 +209,8 @@ void Client::readReplies() {
 
 void Client::serve(short found) {
     connection.serve(static_cast<short>(found & (connection.events() | POLLHUP)));
+    const auto due = connection.nextService();
+    require(connection.isOver() || !due || *due > now, "a pause before a device is asked again");
     receive();
     if (orderly)
         readReplies();
@@ -246,7 +226,7 @@ void Client::step() {
         send(input.bytes(input.u8()));
         break;
     }
-    case 2: unlink(); break;
+    case 2: unlink(input.u8()); break;
     case 3:
         now += std::chrono::microseconds(input.u16());
         serve(0);
@@ -257,6 +237,37 @@ void Client::step() {
         break;
     default: submit();
     }
+}
+
+void Client::askStatus() {
+    Submit command;
+    command.sequence = 1u << 31;
+    command.device = kDeviceId;
+    command.direction = Direction::in;
+    command.length = 2;
+    command.setup = {0x80, 0, 0, 0, 2};
+    submit(command, {});
+}
+
+// The last word is a request more or a request less, after which a device that had nothing and
+// named no time is asked again.
+void Client::finish() {
+    constexpr unsigned mostRounds = 1000;
+    if (!orderly)
+        return;
+    if (imported && !serverLost) {
+        device.answerAll();
+        if (sequence % 2 == 0 && !waiting.empty())
+            unlink(waiting.begin()->first);
+        else
+            askStatus();
+        for (unsigned round = 0; round < mostRounds && connection.nextService(); ++round) {
+            now = *connection.nextService();
+            serve(POLLIN | POLLOUT);
+        }
+        require(serverLost || !connection.isOver(), "a server that stays");
+    }
+    require(waiting.empty() && unlinking.empty(), "an answer to everything");
 }
 
 } // namespace
@@ -270,17 +281,24 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Input input(data, size);
     now = {};
     std::deque<ExportedDevice> devices;
-    devices.emplace_back(std::make_unique<FuzzedDevice>(input), 1);
-    const Log log = [](const std::string&) {};
+    auto owned = std::make_unique<UsbipDevice>(input);
+    UsbipDevice& device = *owned;
+    devices.emplace_back(std::move(owned), 1);
+    bool unplugged = false;
+    const Log log = [&](const std::string& line) {
+        unplugged = unplugged || line.ends_with(" was unplugged");
+        require(!unplugged || device.wasUnplugged(), "a device that was not unplugged stays");
+    };
     int ends[2] = {};
     require(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "a pair of sockets");
     const FileDescriptor clientEnd(ends[1]);
     {
         Connection connection(FileDescriptor(ends[0]), "client", devices, log);
-        Client client(input, clientEnd.get(), connection);
+        Client client(input, clientEnd.get(), connection, device, unplugged);
         for (unsigned count = 0; count < kMostSteps && !input.empty() && !connection.isOver();
              ++count)
             client.step();
+        client.finish();
         shutdown(clientEnd.get(), SHUT_WR);
         if (!connection.isOver())
             client.serve(POLLIN);

@@ -35,7 +35,8 @@ constexpr unsigned kMostSteps = 300;
 constexpr unsigned kMostTransfers = 2000; // of the driver, in one operation
 constexpr std::size_t kLargestArray = 2 << 20;
 constexpr std::uint32_t kLongestRead = 1 << 16;
-constexpr std::uint8_t kRequests = 0x04, kReplies = 0x86, kLinkOut = 0x02, kLinkIn = 0x88;
+constexpr std::uint8_t kRequests = 0x04, kReplies = 0x86, kLinkOut = 0x02, kLinkIn = 0x88,
+                       kFramePipe = 0x81;
 
 Bytes little(std::uint32_t value, unsigned length) {
     Bytes bytes;
@@ -54,11 +55,13 @@ public:
         : input(given), device(plugged), cable(between) {}
 
     void step();
-    // What every host does first; the processor runs afterwards.
-    void release();
+    // What a camera that has just been plugged in has to do: a Glint camera the latter, the others
+    // the former.
     bool answersRequests();
+    bool takesFrames(const Model& model);
 
 private:
+    void release();
     void control(std::uint8_t type, std::uint8_t request, std::uint16_t value, std::uint16_t index,
                  const Bytes& data);
     Bytes frame(std::uint8_t code, bool replyPhase, const Bytes& middle, const Bytes& payload,
@@ -101,6 +104,7 @@ Reply Host::request(std::uint8_t code, bool replyPhase, const Bytes& middle, con
                                      : checkedRead(device, kReplies, reply + 4);
 }
 
+// What every host does first; the processor runs afterwards.
 void Host::release() {
     device.setAlternateSetting(0, 1);
     control(0x40, 0xA0, 0xE600, 0, {1});
@@ -109,8 +113,30 @@ void Host::release() {
 }
 
 bool Host::answersRequests() {
+    release();
     const Reply reply = request(3, false, {}, {}, 5);
     return reply.outcome == Outcome::done && reply.data.size() == 9;
+}
+
+bool Host::takesFrames(const Model& model) {
+    constexpr std::uint16_t kInitialise = 0x0000, kMode = 0x0604, kFormat = 0x0608,
+                            kTrigger = 0x061C, kSerial = 0x1F20;
+    const auto writes = [&](std::uint16_t offset, std::uint32_t value) {
+        return device.controlOut({0x40, 0x7F, offset, 0xF0F0, 4}, little(value, 4)) ==
+               Outcome::done;
+    };
+    const Reply serial = device.controlIn({0xC0, 0x7F, kSerial, 0xF0F0, 4});
+    if (serial.outcome != Outcome::done || serial.data != little(model.serial, 4) ||
+        !writes(kInitialise, 0x80000000))
+        return false;
+    constexpr std::uint64_t second = 1'000'000;
+    cable.wait(second);
+    if (!writes(kFormat, 0x40000000) || !writes(kMode, 0x40000000) || !writes(kTrigger, 0x80000000))
+        return false;
+    cable.wait(10 * second);
+    const std::uint32_t length = model.sensor.width * model.sensor.height;
+    const Reply frame = checkedRead(device, kFramePipe, length);
+    return frame.outcome == Outcome::done && frame.data.size() == length;
 }
 
 // Ports, bus time-outs, and tables of the link as the input has them.
@@ -385,7 +411,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(device->descriptors() == descriptors, "descriptors as they were");
     Host fresh(input, *camera, cable);
     camera->reset();
-    fresh.release();
-    require(family.name == "glint" || fresh.answersRequests(), "a camera that serves again");
+    require(family.name == "glint" ? fresh.takesFrames(model) : fresh.answersRequests(),
+            "a camera that serves again");
     return 0;
 }
