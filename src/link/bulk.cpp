@@ -88,12 +88,18 @@ bool TavoCameraImpl::bulkTransfer(unsigned code, bool replyPhase, unsigned subCo
     std::copy(header.begin(), header.end(), request.get());
     std::copy_n(out, outLength, request.get() + header.size());
 
+    // Room for the reply is found before the camera is asked: one that nobody reads would be taken
+    // for the next.
+    const bool answered = inLength > 0 || replyPhase;
+    const auto reply =
+        answered ? tavo::zeroedBuffer(std::size_t{inLength} + tavo::kFrameReplyExtra) : nullptr;
+    if (answered && !reply)
+        return false;
     if (!bulkWrite(kRequestEndpoint, outLength + tavo::kFrameHeaderLength, request.get()))
         return false;
-    if (inLength == 0 && !replyPhase)
+    if (!answered)
         return true;
-    const auto reply = tavo::zeroedBuffer(std::size_t{inLength} + tavo::kFrameReplyExtra);
-    if (!reply || !bulkRead(kReplyEndpoint, inLength + tavo::kFrameReplyExtra, reply.get()))
+    if (!bulkRead(kReplyEndpoint, inLength + tavo::kFrameReplyExtra, reply.get()))
         return false;
     std::copy_n(reply.get() + tavo::kFrameReplyLead, inLength, in);
     return true;

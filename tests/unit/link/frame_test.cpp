@@ -2,6 +2,7 @@
 //
 // The framed exchange: a header of 16 bytes and the payload out, a leading byte, the data and three
 // more bytes in.
+#include "exposure/scarce_memory.h"
 #include "fake/unit_test.h"
 
 #include <array>
@@ -58,6 +59,15 @@ TEST_F(FrameTest, ReplyPhaseWithoutDataReadsFourBytes) {
     unsigned char untouched = 7;
     EXPECT_TRUE(peer.bulkTransfer(12U, true, 0U, 0U, 0U, nullptr, &untouched, 0U, 0U));
     EXPECT_EQ(untouched, 7);
+}
+
+TEST_F(FrameTest, NothingIsAskedWithoutMemoryForTheReply) {
+    constexpr unsigned kLength = 60000;
+    std::vector<unsigned char> reply(kLength, 9);
+    const exposure::ScarceMemory scarce(kLength, 1);
+    EXPECT_FALSE(peer.bulkTransfer(1U, false, 0U, 0U, 0U, nullptr, reply.data(), 0U, kLength));
+    EXPECT_TRUE(scarce.struck());
+    EXPECT_TRUE(usb().calls().empty());
 }
 
 TEST_F(FrameTest, RequestsAreNumberedAcrossCameras) {
