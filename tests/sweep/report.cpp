@@ -69,13 +69,13 @@ void report(Tally& tally, const std::string& finding) {
 }
 
 void printHeading() {
-    std::printf("%-28s %-6s %6s %7s %6s %6s %8s %9s %6s %7s %8s\n", "operation", "family", "calls",
+    std::printf("%-37s %-6s %6s %7s %6s %6s %8s %9s %6s %7s %8s\n", "operation", "family", "calls",
                 "faults", "allocs", "faults", "refused", "tolerated", "thrown", "endless",
                 "findings");
 }
 
 void print(const Tally& tally) {
-    std::printf("%-28s %-6s %6zu %7zu %6zu %6zu %8zu %9zu %6zu %7zu %8zu\n", tally.operation,
+    std::printf("%-37s %-6s %6zu %7zu %6zu %6zu %8zu %9zu %6zu %7zu %8zu\n", tally.operation,
                 tally.family, tally.calls, tally.callFaults, tally.allocations,
                 tally.allocationFaults, tally.refused, tally.tolerated, tally.thrown, tally.endless,
                 tally.findings);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+#include "exposure/scarce_memory.h"
 #include "fake/unit_test.h"
 
 namespace tavo::test {
@@ -54,6 +55,18 @@ TEST_F(FlushTest, LeavesTheProcessWideTimeout) {
     TavoHostBulkTimeout = 4321;
     usb().failTransfer(1, kTimeout);
     peer.flush();
+    EXPECT_EQ(peer.bulkTimeout(), 4321U);
+}
+
+TEST_F(FlushTest, HeronDoesWithoutItsBlock) {
+    const auto camera = openedCamera(HERON_CAMERA);
+    CameraPeer peer(*camera);
+    peer.bulkTimeout() = 555;
+    TavoHostBulkTimeout = 4321;
+    usb().expect(together({readOf(1), failedReadOf(1)}));
+    const exposure::ScarceMemory scarce(200000, 1);
+    peer.flush();
+    EXPECT_TRUE(scarce.struck());
     EXPECT_EQ(peer.bulkTimeout(), 4321U);
 }
 

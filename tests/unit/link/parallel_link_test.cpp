@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+#include "exposure/scarce_memory.h"
 #include "fake/unit_test.h"
 
 #include <array>
@@ -80,6 +81,16 @@ TEST_F(ParallelLinkTest, InEndsWithAPacketOfTheDroppedByteAlone) {
     std::array<unsigned char, 5> buffer{9, 9, 9, 9, 9};
     EXPECT_FALSE(peer.parIn(buffer.data(), 4U));
     EXPECT_EQ(buffer, (std::array<unsigned char, 5>{1, 2, 3, 4, 9}));
+}
+
+// What it asked for and could not read would be taken for the next answer.
+TEST_F(ParallelLinkTest, InAsksForNothingWithoutMemory) {
+    constexpr unsigned kLength = 70000;
+    std::vector<unsigned char> buffer(kLength, 9);
+    const exposure::ScarceMemory scarce(kLength, 1);
+    EXPECT_FALSE(peer.parIn(buffer.data(), kLength));
+    EXPECT_TRUE(scarce.struck());
+    EXPECT_TRUE(usb().calls().empty());
 }
 
 // Answers with zeros, and changes the packet size when asked for data.
