@@ -35,7 +35,7 @@ void Report::add(const Record& record) {
     if (!record.waitedForFaults && !record.waitedForUnplug)
         return;
     const std::string name = waitName(kFamilies[record.family], record.longCall.data());
-    unexpectedWaits += reasonToWait(name) == nullptr;
+    unexpectedWaits += !isKnownWait(name, record.waitedForUnplug);
     LongCall& entry = longCalls[name];
     ++(record.waitedForUnplug ? entry.untilUnplugged : entry.untilFaultsEnded);
     entry.seed = record.seed;
@@ -74,11 +74,12 @@ void Report::print() const {
                     "%u\n",
                     lostConnections);
     for (const auto& [name, entry] : longCalls) {
-        const char* reason = reasonToWait(name);
+        const bool isExpected = isKnownWait(name, entry.untilUnplugged > 0);
         std::printf("waited in %s: %u times until the faults ended, %u times until the camera was "
                     "unplugged (seed %llu): %s\n",
                     name.c_str(), entry.untilFaultsEnded, entry.untilUnplugged,
-                    static_cast<unsigned long long>(entry.seed), reason ? reason : "UNEXPECTED");
+                    static_cast<unsigned long long>(entry.seed),
+                    isExpected ? reasonToWait(name) : "UNEXPECTED");
     }
     if (broken > 0)
         std::printf("sessions that broke down by themselves: %u\n", broken);

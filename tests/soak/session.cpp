@@ -25,7 +25,7 @@ using std::chrono::milliseconds;
 // the driver's pauses and time-outs are shortened, so these are hours of a real camera: a computer
 // with a hundred times as much to do as it can has to be told from a call that hangs.
 constexpr milliseconds kPatience{10000}, kPatienceWithoutFaults{300000}, kPatienceUnplugged{120000};
-// Of those that are known to wait.
+// Of those that are known to outlast the faults.
 constexpr milliseconds kPatienceWithKnown{40000};
 // How long a sound camera may be busy. It is opened byte by byte when it has kept an image.
 constexpr milliseconds kPatienceWithBusy{3600000};
@@ -127,11 +127,15 @@ private:
         }
     }
 
-    // One is kept of all: a wait that nobody knows of is not to be lost among known ones.
-    void noteWait() {
-        const char* noted = record.longCall.data();
-        if (*noted == '\0' || reasonToWait(waitName(plan.family(), noted)))
-            std::snprintf(record.longCall.data(), record.longCall.size(), "%s", call.c_str());
+    // One is kept of all: what nobody knows of is not to be lost among known waits.
+    void noteWait(bool untilUnplugged) {
+        const bool hasOne = record.waitedForFaults || record.waitedForUnplug;
+        if (hasOne &&
+            !isKnownWait(waitName(plan.family(), record.longCall.data()), record.waitedForUnplug))
+            return;
+        record.waitedForFaults = !untilUnplugged;
+        record.waitedForUnplug = untilUnplugged;
+        std::snprintf(record.longCall.data(), record.longCall.size(), "%s", call.c_str());
     }
 
     // The wait for a sound camera begins anew as long as it answers.
@@ -149,16 +153,14 @@ private:
         const auto waited = Clock::now() - callBegan;
         if (step == Step::withFaults && waited > kPatience && !isHealing) {
             stage.stopFaults();
-            record.waitedForFaults = true;
-            noteWait();
+            noteWait(false);
             step = Step::withoutFaults;
         }
-        const bool isKnown = !isHealing && reasonToWait(waitName(plan.family(), call));
+        const bool isKnown = !isHealing && mayOutlastFaults(waitName(plan.family(), call));
         const auto untilUnplugged = isKnown ? kPatienceWithKnown : kPatienceWithoutFaults;
         if (step != Step::unplugged && waited > untilUnplugged) {
             stage.pull();
-            record.waitedForUnplug = true;
-            noteWait();
+            noteWait(true);
             step = Step::unplugged;
         }
         if (waited <= untilUnplugged + kPatienceUnplugged)
