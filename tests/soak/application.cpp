@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "application.h"
 
+#include "usb/argument_pointers.h"
+
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -21,14 +23,6 @@ namespace {
     throw std::runtime_error(std::string(what) + ": " + std::strerror(error));
 }
 
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    for (std::string& text : texts)
-        result.push_back(text.data());
-    result.push_back(nullptr);
-    return result;
-}
-
 } // namespace
 
 // The program finds its end of the channel by the number in its last argument.
@@ -46,8 +40,8 @@ Application::Application(std::vector<std::string> command, std::vector<std::stri
     if (!loud)
         posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
     posix_spawn_file_actions_adddup2(&actions, ends[1], kTheirEnd);
-    const auto arguments = pointers(command);
-    const auto variables = pointers(environment);
+    const auto arguments = virtualusb::argumentPointers(command);
+    const auto variables = virtualusb::argumentPointers(environment);
     const int error = posix_spawn(&process, command.front().c_str(), &actions, nullptr,
                                   arguments.data(), variables.data());
     posix_spawn_file_actions_destroy(&actions);

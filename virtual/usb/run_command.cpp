@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "run_command.h"
 
+#include "argument_pointers.h"
+
 #include <cerrno>
 #include <optional>
 #include <system_error>
@@ -12,14 +14,6 @@
 
 namespace tavo::virtualusb {
 namespace {
-
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    for (std::string& text : texts)
-        result.push_back(text.data());
-    result.push_back(nullptr);
-    return result;
-}
 
 // The command starts with the signals as this process had them.
 class SpawnAttributes {
@@ -42,8 +36,8 @@ private:
 pid_t start(std::vector<std::string> command, std::vector<std::string> environment,
             const HeldSignals& signals) {
     const SpawnAttributes attributes(signals);
-    const auto arguments = pointers(command);
-    const auto variables = pointers(environment);
+    const auto arguments = argumentPointers(command);
+    const auto variables = argumentPointers(environment);
     pid_t child = 0;
     const int error = posix_spawnp(&child, command.front().c_str(), nullptr, attributes.get(),
                                    arguments.data(), variables.data());
